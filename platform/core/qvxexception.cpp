@@ -1,0 +1,12 @@
+// What an error object remembers.
+// SPDX-License-Identifier: MIT
+#include <QVX/qvxexception.h>
+
+#include <QObject>
+
+QVXException::QVXException(const QObject *module, Type type, const QString &text)
+    : m_moduleName(module ? module->objectName() : QString())
+    , m_type(type)
+    , m_text(text)
+{
+}

@@ -1,0 +1,65 @@
+// Socket pair between the signal handler and the event loop.
+// SPDX-License-Identifier: MIT
+#include "stopsignals.h"
+
+#include <QSocketNotifier>
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace {
+
+// [0] is written by the handler, [1] read by the event loop. Signal handlers have no context.
+std::array<int, 2> sockets {-1, -1};
+
+void onStopSignal(int)
+{
+    const int savedErrno = errno;
+    const char byte = 1;
+    // A full socket means that a request is pending already.
+    if (write(sockets[0], &byte, sizeof byte) < 0) { }
+    errno = savedErrno;
+}
+
+void setHandler(void (*handler)(int))
+{
+    struct sigaction action = {};
+    action.sa_handler = handler;
+    action.sa_flags = SA_RESTART;
+    sigemptyset(&action.sa_mask);
+    sigaction(SIGTERM, &action, nullptr);
+    sigaction(SIGINT, &action, nullptr);
+}
+
+} // namespace
+
+StopSignals::StopSignals(QObject *parent)
+    : QObject(parent)
+{
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, sockets.data()) != 0) {
+        qFatal("socketpair: %s", strerror(errno));
+    }
+    auto *notifier = new QSocketNotifier(sockets[1], QSocketNotifier::Read, this);
+    connect(notifier, &QSocketNotifier::activated, this, [this] { readByte(); });
+    setHandler(onStopSignal);
+}
+
+StopSignals::~StopSignals()
+{
+    setHandler(SIG_DFL);
+    close(sockets[0]);
+    close(sockets[1]);
+}
+
+void StopSignals::readByte()
+{
+    char byte = 0;
+    if (read(sockets[1], &byte, sizeof byte) == sizeof byte) {
+        Q_EMIT stopRequested();
+    }
+}

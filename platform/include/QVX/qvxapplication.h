@@ -1,0 +1,40 @@
+// The application object of a process that hosts modules.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QCoreApplication>
+#include <QList>
+#include <QPointer>
+
+#include <memory>
+
+class QVXModule;
+class StopSignals;
+
+/**
+ * Starts every module that was created after it once the event loop runs, and stops them in reverse
+ * order at SIGTERM or SIGINT, after which exec() returns 0. When a module cannot start (no bus, its
+ * name is taken, a hook failed), one line on standard error says so and exec() returns 1.
+ */
+class QVXApplication : public QCoreApplication
+{
+    Q_OBJECT
+
+public:
+    /// @p argc and @p argv must stay valid as long as the object, as for QCoreApplication.
+    QVXApplication(int &argc, char **argv);
+    ~QVXApplication() override;
+
+    /// Catches a QVXException thrown by pointer out of an event handler, logs and deletes it.
+    bool notify(QObject *receiver, QEvent *event) override;
+
+private:
+    friend class QVXModule;
+
+    void addModule(QVXModule *module);
+    void startModule(QVXModule *module);
+    void shutDown();
+
+    QList<QPointer<QVXModule>> m_modules;
+    std::unique_ptr<StopSignals> m_stopSignals;
+};

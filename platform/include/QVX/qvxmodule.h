@@ -1,0 +1,76 @@
+// Base class of a module: one D-Bus object with life-cycle hooks, run by the application object.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QDBusMessage>
+#include <QObject>
+#include <QString>
+#include <QVariantList>
+
+#include <memory>
+
+class QVXApplication;
+class QVXEvent;
+class QVXModulePrivate;
+
+/**
+ * A module called NAME owns the bus name `com.corvane.Quorvix.NAME` on the system bus and is found
+ * at `/com/corvane/Quorvix/NAME`. Only its adaptors (QDBusAbstractAdaptor) are exported, never its
+ * own slots.
+ *
+ * The hooks run on the main thread. At start: check(), deploy(), exportInterface(), then the object
+ * is registered on the bus, initialize(), then the bus name is requested, presentation_loaded(). At
+ * SIGTERM or SIGINT: presentation_stop(), stop(). A start-up hook that returns false ends the
+ * process with exit status 1.
+ */
+class QVXModule : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// @p name is the module's name on the bus, and its object name.
+    explicit QVXModule(const QString &name);
+    ~QVXModule() override;
+
+    virtual bool check();
+    virtual bool deploy();
+    /// To create the adaptors here is the rule; each needs the module as parent.
+    virtual bool exportInterface();
+    virtual bool initialize();
+    virtual void presentation_loaded();
+    virtual void presentation_stop();
+    virtual bool stop();
+    virtual bool preSaveForSaveRestore();
+    virtual bool postRestoreForSaveRestore();
+    /// Called through the platform's control interface, as is restoreDataToFactory().
+    virtual void restoreDataToDefault();
+    virtual void restoreDataToFactory();
+
+    /**
+     * Announces @p event to the other modules: a D-Bus signal of the interface
+     * `com.corvane.Quorvix.QVXEvent` from the module's path, its member the event's name, with one
+     * argument `a{sv}`. Callable from any thread; before the module has reached the bus it does
+     * nothing.
+     * @return whether the signal was handed to the bus
+     */
+    bool notifyEvent(const QVXEvent &event) const;
+
+    /**
+     * Calls a method of another module, on its interface `com.corvane.Quorvix.QVXInterface`, and
+     * blocks for at most 5 s. No event is processed meanwhile.
+     * @return the reply message; an error that the other module itself answered included
+     * @throws QString with the error's text when the call cannot be delivered or is not answered in
+     *         time
+     */
+    QDBusMessage syncRemoteCall(const QString &module, const QString &method,
+                                const QVariantList &arguments) const;
+
+private:
+    friend class QVXApplication;
+
+    /// Runs the start-up sequence. @return an empty text, or why the module cannot run
+    QString start();
+    void shutDown();
+
+    const std::unique_ptr<QVXModulePrivate> d;
+};

@@ -1,0 +1,194 @@
+// Levels by name, kept in a bounded cache; output through syslog(3) under one lock.
+// SPDX-License-Identifier: MIT
+#include <QVX/qvxlogger.h>
+
+#include "levelfollower.h"
+
+#include <QCache>
+#include <QCoreApplication>
+#include <QDBusConnection>
+#include <QFile>
+#include <QFileInfo>
+#include <QMutex>
+#include <QMutexLocker>
+#include <QSettings>
+
+#include <syslog.h>
+
+namespace {
+
+// Names may come from a caller on the bus, so the number that is remembered is bounded. A phone has
+// some dozens.
+constexpr int maximumNames = 256;
+constexpr int defaultLevel = 3;
+constexpr int highestSyslogFacility = 23; // LOG_LOCAL7
+
+struct Configuration
+{
+    int level = defaultLevel;
+    int facility = LOG_USER;
+};
+
+/// A directory out of the platform's settings file, with the slash that callers rely on.
+QString configuredDirectory(const char *key, const char *builtIn)
+{
+    const QSettings settings(QStringLiteral("/etc/QVXApplication/platform.conf"),
+                             QSettings::IniFormat);
+    QString directory = settings
+                            .value(QStringLiteral("logger/") + QLatin1String(key),
+                                   QString(QLatin1String(builtIn)))
+                            .toString();
+    if (!directory.endsWith(QLatin1Char('/'))) {
+        directory += QLatin1Char('/');
+    }
+    return directory;
+}
+
+Configuration readConfiguration(const QString &identifier)
+{
+    Configuration configuration;
+    // An identifier that could name a file elsewhere has no configuration.
+    if (identifier.isEmpty() || identifier.contains(QLatin1Char('/'))
+        || identifier.contains(QChar::Null)) {
+        return configuration;
+    }
+    const QString path = QVXLogger::facilityConfigFilesPath + identifier + QStringLiteral(".conf");
+    QFile file(path);
+    if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly)) {
+        return configuration;
+    }
+    bool isNumber = false;
+    const int level = file.readLine().trimmed().toInt(&isNumber);
+    if (isNumber) {
+        configuration.level = level;
+    }
+    const int facility = file.readLine().trimmed().toInt(&isNumber);
+    if (isNumber && facility >= 0 && facility <= highestSyslogFacility) {
+        configuration.facility = facility << 3; // as the LOG_ constants of syslog.h are made
+    }
+    return configuration;
+}
+
+class Registry
+{
+public:
+    Configuration configuration(const QString &identifier)
+    {
+        const QMutexLocker locker(&m_mutex);
+        return lookUp(identifier);
+    }
+
+    void setLevel(const QString &identifier, int level)
+    {
+        const QMutexLocker locker(&m_mutex);
+        if (identifier == QLatin1String("all")) {
+            const QList<QString> names = m_configurations.keys();
+            for (const QString &name : names) {
+                m_configurations.object(name)->level = level;
+            }
+            return;
+        }
+        // A name that this process does not use is read from its file when it is.
+        if (Configuration *known = m_configurations.object(identifier)) {
+            known->level = level;
+        }
+    }
+
+    void forget()
+    {
+        const QMutexLocker locker(&m_mutex);
+        m_configurations.clear();
+    }
+
+    void setSink(QVXLogger::Sink sink)
+    {
+        const QMutexLocker locker(&m_mutex);
+        m_sink = std::move(sink);
+    }
+
+    void write(const QString &identifier, QVXLogger::Priority priority, const QString &text)
+    {
+        const QMutexLocker locker(&m_mutex);
+        if (m_sink) {
+            m_sink(identifier, priority, text);
+            return;
+        }
+        // openlog() keeps the pointer, and the process has one identifier only: so the name is set
+        // and replaced again while the lock is held.
+        const QByteArray name = identifier.toUtf8();
+        openlog(name.constData(), LOG_PID, LOG_USER);
+        syslog(lookUp(identifier).facility | priority, "%s", text.toUtf8().constData());
+        openlog(nullptr, LOG_PID, LOG_USER);
+    }
+
+private:
+    Configuration lookUp(const QString &identifier)
+    {
+        if (const Configuration *known = m_configurations.object(identifier)) {
+            return *known;
+        }
+        const Configuration read = readConfiguration(identifier);
+        m_configurations.insert(identifier, new Configuration(read));
+        return read;
+    }
+
+    QMutex m_mutex;
+    QCache<QString, Configuration> m_configurations {maximumNames};
+    QVXLogger::Sink m_sink;
+};
+
+Registry &registry()
+{
+    // Never destroyed: a thread may still log while the process ends.
+    static auto *const instance = new Registry;
+    return *instance;
+}
+
+} // namespace
+
+QString QVXLogger::configurationSyslogBranchPath = configuredDirectory(
+    "configurationSyslogBranchPath", "/data/QVXApplication/LoggerModule/syslog/sip/");
+QString QVXLogger::syslogWorkingDirectory = configuredDirectory(
+    "syslogWorkingDirectory", "/data/QVXApplication/LoggerModule/syslog/");
+QString QVXLogger::facilityConfigFilesPath = configuredDirectory(
+    "facilityConfigFilesPath", "/data/QVXApplication/LoggerModule/syslog/sip/facility/");
+QString QVXLogger::syslogExecutablePath = configuredDirectory("syslogExecutablePath", "/usr/sbin/");
+
+QVXLogger::QVXLogger(const QString &name)
+    : m_identifier(name.isEmpty() ? QCoreApplication::applicationName() : name)
+{
+}
+
+int QVXLogger::getConfiguredLevel() const
+{
+    return registry().configuration(m_identifier).level;
+}
+
+void QVXLogger::write(Priority priority, const QString &text) const
+{
+    registry().write(m_identifier, priority, text);
+}
+
+void QVXLogger::setConfiguredLevel(const QString &identifier, int level)
+{
+    registry().setLevel(identifier, level);
+}
+
+void QVXLogger::forgetConfiguredLevels()
+{
+    registry().forget();
+}
+
+void QVXLogger::setSink(Sink sink)
+{
+    registry().setSink(std::move(sink));
+}
+
+bool QVXLogger::followLevelChanges(QDBusConnection connection)
+{
+    // The connection drops it when the process ends; it has to outlive every module.
+    static auto *const follower = new LevelFollower;
+    return connection.connect(QString(), QString(), QStringLiteral("com.corvane.Quorvix.QVXEvent"),
+                              QStringLiteral("log_level_changed"), follower,
+                              SLOT(levelChanged(QVariantMap)));
+}

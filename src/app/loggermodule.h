@@ -1,0 +1,197 @@
+// The service's one module: every operation of the phone's logging configuration.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QVX/qvxmodule.h>
+#include <QVX/setting.h>
+
+#include <QList>
+#include <QString>
+#include <QStringList>
+
+class LoggerModuleAdaptor;
+struct ActivityLevelEntry;
+struct ConfigLineEdit;
+
+/**
+ * Owns logappli.conf and the facility level files. The operations are implemented in the folder
+ * that they belong to: the configuration file's in syslogconf/, the levels' in levels/.
+ *
+ * A result text is "OK" or contains "OK" on success; anything else is a message for a person.
+ * Callers compare the texts byte for byte. No operation throws. All run to their end on the calling
+ * thread, and nothing is cached between calls; no two rewrites of the files may run at once.
+ */
+class LoggerModule : public QVXModule
+{
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "com.corvane.Quorvix.QVXInterface")
+
+public:
+    /// The module, created by the first call. For the main thread only.
+    static LoggerModule *instance();
+    ~LoggerModule() override;
+
+    /// Creates the D-Bus adaptor and registers the Setting type with QtDBus. @return true
+    bool exportInterface() override;
+
+    // The order of the slots is part of the meta-object that the platform's tools read.
+public Q_SLOTS:
+    /**
+     * Announces a level with the event "log_level_changed" and writes it into the facility file.
+     * The event goes out first, and also when the change then fails.
+     * @param facility a facility, or "all" for every activity of logappli.conf
+     * @param level a syslog level number
+     * @return for one facility "Level <name> for facility : <facility> " or
+     *         "One or more log config file corrupted -- file restored to predefined value !"; for
+     *         "all" what setAllFacilityLevels() answers
+     */
+    QString setLevel(const QString &facility, int level);
+
+    /**
+     * Writes @p comment as an error line to the log called @p facility, whatever levels are
+     * configured.
+     * @return "OK"
+     */
+    QString logComments(const QString &facility, const QString &comment);
+
+    /**
+     * Lists the activities with level, support and destination.
+     * @return LoggerConfigList::activityTable() of the live file
+     */
+    QString level();
+
+    /**
+     * Changes the level of one activity or of all, in logappli.conf and in the facility files.
+     * @param activity an activity of logappli.conf, or "all"
+     * @param level one of the six level names; with "all" also "init" (every activity to "err") or
+     *        "restore" (logappli.conf from its backup)
+     * @param needRestart whether syslog-ng is told to reload after a change of one activity; a
+     *        change of all reloads it always
+     * @return "Level <level> for facility : <activity> OK" (after the repair of a facility file the
+     *         repair's notice instead of "OK"), "All levels changed to <level> value ",
+     *         "level restore succcess", "level restore failed", "Not a valid activity : <activity>",
+     *         "[level] level not valid: <level>", "file configuration access error" (for "all" with
+     *         the path behind it), or what setLevel() answers
+     */
+    QString level(const QString &activity, const QString &level, bool needRestart = true);
+
+protected:
+    LoggerModule();
+
+    /** @name Rewrite, check, restore and reload of the configuration (syslogconf/) */
+    ///@{
+
+    /**
+     * Replaces the file at @p path by @p content, if syslog-ng accepts it: the text goes to
+     * logappli.conf.tmp, is checked there, and is then copied over the live file and synced to
+     * storage.
+     * @return true when the live file holds @p content
+     */
+    [[nodiscard]] bool writeToFile(const QString &content, const QString &path);
+
+    /// Runs syslog-ng's syntax check (syslog-ng(8), option -s) on logappli.conf.tmp through the
+    /// system shell. @return true when syslog-ng accepts the file
+    [[nodiscard]] bool checkTemporaryConfig();
+
+    /**
+     * Replaces the live file at @p path by the backup and reloads syslog-ng. Only ever replaces an
+     * existing file.
+     * @return true when the backup was copied over it; false may leave the live file missing
+     */
+    bool restoreConfigFile(const QString &path);
+
+    /// Makes syslog-ng reload its configuration: runs kill(1) with -hup and the pid of
+    /// /var/run/syslog-ng.pid. Blocks for up to 60 s.
+    void restart();
+
+    /// Runs the platform's set-up script, which regenerates missing and broken files. Blocks for up
+    /// to 40 s; a script that takes longer goes on by itself.
+    void restoreSylogConfig();
+    ///@}
+
+    /** @name Editing activities in the configuration (syslogconf/) */
+    ///@{
+
+    /**
+     * Applies @p edit to the file at @p path through writeToFile(). An activity that the file does
+     * not have leaves it unchanged.
+     * @return "OK", or "[modify] -- file configuration access error", with @p path behind it when
+     *         the file could not be read. When the new text was refused, the live file has been
+     *         replaced by the backup.
+     */
+    QString modify(ConfigLineEdit edit, const QString &path);
+
+    /// Puts every activity of the file at @p path back on its predefined log file.
+    /// @return false when the file lists no activity or cannot be opened again
+    bool initConfigFile(const QString &path);
+
+    /**
+     * The rewrite behind initConfigFile().
+     * @param activities the activities in file order
+     * @return "file configuration access error" when the file cannot be opened after a restore;
+     *         other failures "[initializeLevelDestination] -- file configuration access error",
+     *         "[initializeLevelDestination] --file configuration access error" or
+     *         "[modify] --file configuration access error" and the path. On success
+     *         "No such an activity: " when the last listed activity was rewritten, else "OK".
+     */
+    QString initializeLevelDestination(const QList<ActivityLevelEntry> &activities,
+                                       const QString &path);
+    ///@}
+
+    /** @name Facility level files (levels/) */
+    ///@{
+
+    /**
+     * Tells whether a facility is known, by its file or by its application's.
+     * @return "OK", a notice that contains "OK" after a repair, or
+     *         "No config file for facility : <facility>"
+     */
+    QString searchFacility(const QString &facility);
+
+    /**
+     * Reads the lines of a facility file and deletes the file: the caller writes it anew.
+     * @return the lines, or one line that says why there are none
+     */
+    QStringList readFacilityFile(const QString &facility);
+
+    /**
+     * Rewrites one field of a facility file.
+     * @param redirection the destination statement; used when @p field is "redirection"
+     * @param field "level" or "redirection"; any other changes nothing
+     * @param level a syslog level number; used when @p field is "level"
+     * @return "OK", "Impossible to read in Read/Write mode : <facility>" when the file cannot be
+     *         written, or for an invalid file, which is gone then, what restoreFacilityFile()
+     *         answers
+     */
+    QString updateFacilityFile(const QString &redirection, const QString &facility,
+                               const QString &field, int level);
+
+    /// Writes @p level into the facility file. @return as updateFacilityFile()
+    QString writeFacilitylevel(const QString &facility, int level);
+
+    /**
+     * Rewrites an existing facility file with its predefined content.
+     * @return "sylog-ng config file restored", a system error text, or
+     *         "Can not create a new facility config file !"
+     */
+    QString restoreFacilityFile(const QString &facility);
+    ///@}
+
+    /** @name Levels of all activities (levels/) */
+    ///@{
+
+    /// Sets every activity to the level name @p level, and reloads syslog-ng. @return as level()
+    QString setAllLevels(const QString &level);
+
+    /**
+     * Writes @p level into the facility file of every activity of logappli.conf.
+     * @return "All levels changed to <name> value ", "No logger configuration file !!", or "One ore
+     *         more facility config file corrupted -- restored to predefined value ! -- Use level or
+     *         redirect command to verify your log config"
+     */
+    QString setAllFacilityLevels(int level);
+    ///@}
+
+private:
+    LoggerModuleAdaptor *m_adaptor = nullptr; ///< owned through the parent/child relation
+};

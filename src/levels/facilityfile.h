@@ -1,0 +1,43 @@
+// The facility level file: its four lines, its name, and what makes it valid.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+/// The four lines of a facility level file, in order.
+enum class FacilityLine { Level, FacilityValue, Redirection, Signature };
+
+/// The line @p line of @p lines, which must have it.
+QString &facilityLine(QStringList &lines, FacilityLine line);
+
+/**
+ * The path of the level file of @p facility: the facility directory, the name, ".conf".
+ * @return an empty text for a name that cannot be a file of its own in that directory: empty, ".",
+ *         "..", or with a "/" or NUL in it. Such a name has no file.
+ */
+QString facilityFilePath(const QString &facility);
+
+/// Whether @p facility has its level file: a regular file, not a link to one.
+bool facilityFileExists(const QString &facility);
+
+/// Whether a program or library called @p facility is in @p directory, which ends in "/".
+bool applicationExists(const QString &directory, const QString &facility);
+
+/// Whether @p lines end where a facility file ends: four of them, the last one the signature.
+bool hasFacilitySignature(const QStringList &lines);
+
+/**
+ * Checks the content of a facility file: four lines, a level that has a name, a facility value that
+ * is a number, and the signature.
+ * @param facility for the error text only
+ * @param error set to the line for the log when the file is not valid
+ */
+bool checkFacilityFile(const QStringList &lines, const QString &facility, QString *error);
+
+/// What a repaired file holds. Its second line is no number, so the file is repaired again, by way
+/// of the set-up script, as soon as it is to be changed.
+QStringList predefinedFacilityLines(const QString &facility);
+
+/// The text of a facility file with these lines.
+QString facilityFileText(const QStringList &lines);

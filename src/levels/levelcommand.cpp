@@ -1,0 +1,96 @@
+// The operator's level command: lists the activities, changes one level or all.
+// SPDX-License-Identifier: MIT
+#include "app/diagnostics.h"
+#include "app/loggermodule.h"
+#include "levelvocabulary.h"
+#include "syslogconf/configpaths.h"
+#include "syslogconf/lineedit.h"
+#include "syslogconf/loggerconfiglist.h"
+
+#include <QFile>
+
+namespace {
+
+const QString allActivities = QStringLiteral("all");
+const QString accessError = QStringLiteral("file configuration access error");
+
+ConfigLineEdit levelEdit(const QString &activity, const QString &level)
+{
+    ConfigLineEdit edit;
+    edit.key = QStringLiteral("level(");
+    edit.level = level;
+    edit.activity = activity;
+    return edit;
+}
+
+/// Whether searchFacility() found @p facility. Its refusal ends in the name, which may itself
+/// contain "OK".
+bool isUsable(const QString &check, const QString &facility)
+{
+    return check.contains(QLatin1String("OK"))
+        && check != QLatin1String("No config file for facility : ") + facility;
+}
+
+} // namespace
+
+QString LoggerModule::level()
+{
+    LoggerConfigList list;
+    QString table = list.activityTable(liveConfigPath(), true);
+    if (table == QLatin1String("configuration access error")) {
+        logError(QStringLiteral("[logappli.conf] access problem"));
+        return accessError;
+    }
+    return table;
+}
+
+QString LoggerModule::level(const QString &activity, const QString &level, bool needRestart)
+{
+    if (activity == allActivities && level == QLatin1String("restore")) {
+        if (restoreConfigFile(liveConfigPath())) {
+            logWarning(QStringLiteral("[level]-reset") + QVXLogger::syslogWorkingDirectory
+                       + QStringLiteral("logappli.conf success."));
+            return QStringLiteral("level restore succcess");
+        }
+        logError(QStringLiteral("[level]-restore") + QVXLogger::syslogWorkingDirectory
+                 + QStringLiteral("logappli.conf failed"));
+        return QStringLiteral("level restore failed");
+    }
+    const QString check = searchFacility(activity);
+    if (!isUsable(check, activity)) {
+        return QStringLiteral("Not a valid activity : ") + activity;
+    }
+    if (activity == allActivities && level == QLatin1String("init")) {
+        return setAllLevels(QStringLiteral("err"));
+    }
+    if (!isValidLevel(level)) {
+        return QStringLiteral("[level] level not valid: ") + level;
+    }
+    if (activity == allActivities) {
+        return setAllLevels(level);
+    }
+    if (modify(levelEdit(activity, level), liveConfigPath()).contains(accessError)) {
+        return accessError;
+    }
+    const QString result = setLevel(activity, levelFromName(level));
+    if (needRestart) {
+        restart();
+    }
+    return result + check;
+}
+
+QString LoggerModule::setAllLevels(const QString &level)
+{
+    const QString path = liveConfigPath();
+    if (!QFile::exists(path)) {
+        restoreConfigFile(path);
+    }
+    // modify() answers with more than this text, so a failed edit goes on to the facility files.
+    // Callers rely on that.
+    if (modify(levelEdit(QString(), level), path) == accessError) {
+        return accessError + path;
+    }
+    QString result = setLevel(allActivities, levelFromName(level));
+    restart();
+    return result;
+}

@@ -1,0 +1,101 @@
+// The one safe way by which logappli.conf changes: temporary file, syntax check, copy; and the way
+// back from the backup.
+// SPDX-License-Identifier: MIT
+#include "app/diagnostics.h"
+#include "app/loggermodule.h"
+#include "configpaths.h"
+#include "durablecopy.h"
+#include "textfile.h"
+
+#include <QFile>
+#include <QFileInfo>
+
+#include <cstdlib>
+
+#include <sys/wait.h>
+
+bool LoggerModule::writeToFile(const QString &content, const QString &path)
+{
+    const QString temporary = temporaryConfigPath();
+    const QFileInfo leftover(temporary);
+    // A dangling link does not exist for QFileInfo::exists().
+    if ((leftover.exists() || leftover.isSymLink()) && !QFile::remove(temporary)) {
+        logError(QStringLiteral("[Method : writeToFile()] -- Cannot remove temporary syslog "
+                                "configuration file : ")
+                 + temporary);
+        return false;
+    }
+    QFile file(temporary);
+    // NewOnly: never through a link that somebody puts there in between.
+    if (!file.open(QIODevice::WriteOnly | QIODevice::NewOnly | QIODevice::Text)) {
+        logError(QStringLiteral("[Method : writeToFile()] -- Cannot open temporary syslog "
+                                "configuration file : ")
+                 + temporary);
+        return false;
+    }
+    // A text that was cut short by a full disk may well be valid, so the check alone is not enough.
+    if (!writeTextAndClose(file, content) || !checkTemporaryConfig()) {
+        logError(QStringLiteral("[Method : writeToFile()] -- file : ") + path
+                 + QStringLiteral(".tmp corrupted"));
+        return false;
+    }
+    if (!QFile::remove(path)) {
+        logError(QStringLiteral("[Method : writeToFile()] -- remove file : ") + path
+                 + QStringLiteral("failed"));
+        return false;
+    }
+    QString error;
+    if (!copyDurably(temporary, path, &error)) {
+        logError(QStringLiteral("[Method : writeToFile()] -- copy file : ") + path
+                 + QStringLiteral("failed"));
+        return false;
+    }
+    return true;
+}
+
+bool LoggerModule::checkTemporaryConfig()
+{
+    // syslog-ng's own messages go wherever the service's output goes.
+    const QString command = QVXLogger::syslogExecutablePath + QStringLiteral("syslog-ng -s -f ")
+        + temporaryConfigPath() + QStringLiteral(" 2>&1");
+    const int status = std::system(QFile::encodeName(command).constData());
+    // A shell that was ended by a signal has checked nothing, whatever its exit status reads.
+    if (status == -1 || !WIFEXITED(status) || WEXITSTATUS(status) != 0) {
+        logDebug(QStringLiteral("File logappli.conf.tmp  NOT OK"));
+        return false;
+    }
+    logDebug(QStringLiteral("File logappli.conf.tmp  OK"));
+    return true;
+}
+
+bool LoggerModule::restoreConfigFile(const QString &path)
+{
+    QFile live(path);
+    if (!live.exists()) {
+        logDebug(QStringLiteral("[restoreConfigFile] -- ") + path);
+        return false;
+    }
+    if (!live.setPermissions(QFileDevice::ReadOther | QFileDevice::WriteOther)) {
+        logDebug(QStringLiteral("[restoreConfigFile] setPermissions() result: ")
+                 + live.errorString());
+        return false;
+    }
+    if (!live.remove()) {
+        logDebug(QStringLiteral("[restoreConfigFile] remove() result ") + live.errorString());
+        return false;
+    }
+    const QString backup = backupConfigPath();
+    if (!QFile::exists(backup)) {
+        logError(QStringLiteral("[restoreConfigFile] --") + backup
+                 + QStringLiteral("doesn't exist"));
+        return false;
+    }
+    QString error;
+    if (!copyDurably(backup, path, &error)) {
+        logDebug(QStringLiteral("[restoreConfigFile] copy() result ") + error);
+        return false;
+    }
+    logError(path + QStringLiteral(" restored with : ") + backup);
+    restart();
+    return true;
+}

@@ -1,0 +1,68 @@
+// Copy through a file beside the target, synced and renamed.
+// SPDX-License-Identifier: MIT
+#include "durablecopy.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QSaveFile>
+
+#include <cerrno>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace {
+
+/// Syncs to storage; a file system that cannot (EINVAL, fsync(2)) has nothing to be synced.
+bool sync(int descriptor)
+{
+    return fsync(descriptor) == 0 || errno == EINVAL;
+}
+
+/// Makes a rename in @p directory durable.
+bool syncDirectory(const QString &directory)
+{
+    const int descriptor
+        = open(QFile::encodeName(directory).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (descriptor < 0) {
+        return false;
+    }
+    const bool synced = sync(descriptor);
+    close(descriptor);
+    return synced;
+}
+
+} // namespace
+
+bool copyDurably(const QString &source, const QString &target, QString *error)
+{
+    QFile in(source);
+    if (!in.open(QIODevice::ReadOnly)) {
+        *error = in.errorString();
+        return false;
+    }
+    const QByteArray bytes = in.readAll();
+    if (in.error() != QFileDevice::NoError) {
+        *error = in.errorString();
+        return false;
+    }
+    QSaveFile out(target);
+    if (!out.open(QIODevice::WriteOnly) || out.write(bytes) != bytes.size()
+        || !out.setPermissions(in.permissions()) || !out.flush()) {
+        *error = out.errorString();
+        return false;
+    }
+    if (!sync(out.handle())) {
+        *error = qt_error_string();
+        return false;
+    }
+    if (!out.commit()) {
+        *error = out.errorString();
+        return false;
+    }
+    if (!syncDirectory(QFileInfo(target).path())) {
+        *error = qt_error_string();
+        return false;
+    }
+    return true;
+}

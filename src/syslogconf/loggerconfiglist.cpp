@@ -1,0 +1,102 @@
+// Walks the lines of logappli.conf through the activity parser.
+// SPDX-License-Identifier: MIT
+#include "loggerconfiglist.h"
+
+#include "app/diagnostics.h"
+#include "configpaths.h"
+#include "durablecopy.h"
+#include "textfile.h"
+
+#include <QFile>
+#include <QStringList>
+
+#include <algorithm>
+
+LoggerConfigList::LoggerConfigList()
+{
+    resetParsedActivity(m_accumulator);
+}
+
+LoggerConfigList::~LoggerConfigList() = default;
+
+QList<ActivityLevelEntry> LoggerConfigList::readActivityInConfigFile(const QString &path)
+{
+    resetParsedActivity(m_accumulator);
+    QFile file(path);
+    if (!file.exists()) {
+        logError(QStringLiteral("No file : logappli.conf -- restore the file "));
+        restoreConfigFile(path);
+    }
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
+        restoreConfigFile(path);
+        if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
+            logError(QStringLiteral("[Method :readActivityInConfigFile] -- restoring of syslog-ng "
+                                    "config file aborted"));
+            return {};
+        }
+    }
+    QList<ActivityLevelEntry> activities;
+    const QStringList lines = readLines(file);
+    for (const QString &line : lines) {
+        ParsedActivity parsed;
+        parseActivityLine(m_accumulator, line, parsed);
+        if (isCompleteActivity(parsed)) {
+            const ActivityLevelEntry entry = activityLevelEntry(parsed);
+            activities.append(entry);
+            logDebug(QStringLiteral("facility : ") + entry.facility + QStringLiteral(" level : ")
+                     + entry.level + QStringLiteral(" facility value : ") + entry.facilityValue);
+            resetParsedActivity(m_accumulator);
+        }
+    }
+    return activities;
+}
+
+QString LoggerConfigList::activityTable(const QString &path, bool withHeader)
+{
+    Q_UNUSED(withHeader)
+    resetParsedActivity(m_accumulator);
+    QFile file(path);
+    if (!file.exists()) {
+        restoreConfigFile(path);
+    }
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
+        restoreConfigFile(path);
+        if (!restoreConfigFile(path)) {
+            return QStringLiteral("configuration file access error");
+        }
+        if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
+            logError(QStringLiteral("Restoring of syslog-ng config file aborted"));
+            return QStringLiteral("configuration file cannot be restored");
+        }
+    }
+    QStringList rows;
+    const QStringList lines = readLines(file);
+    for (const QString &line : lines) {
+        ParsedActivity parsed;
+        parseActivityLine(m_accumulator, line, parsed);
+        if (isCompleteActivity(parsed)) {
+            rows.append(activityTableRow(parsed));
+            resetParsedActivity(m_accumulator);
+            logDebug(QStringLiteral("facility value ") + parsed.facilityValue.trimmed()
+                     + QStringLiteral(" <-> ") + parsed.destination);
+        }
+    }
+    // Stable, so that rows which differ in case only keep the order of the file.
+    std::stable_sort(rows.begin(), rows.end(), [](const QString &left, const QString &right) {
+        return left.compare(right, Qt::CaseInsensitive) < 0;
+    });
+    return activityTableHeader() + rows.join(QString());
+}
+
+bool LoggerConfigList::restoreConfigFile(const QString &path)
+{
+    const QString backup = backupConfigPath();
+    QFile::setPermissions(path, QFileDevice::ReadOther | QFileDevice::WriteOther);
+    QFile::remove(path);
+    QString error;
+    // Whether it worked shows when the caller opens the file.
+    static_cast<void>(copyDurably(backup, path, &error));
+    logError(QStringLiteral("[LoggerConfigList:: Method : restoreConfigFile]") + path
+             + QStringLiteral(" restored with : ") + backup);
+    return true;
+}

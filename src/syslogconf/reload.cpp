@@ -1,0 +1,62 @@
+// The hang-up signal that makes syslog-ng read its configuration again (syslog-ng(8), SIGHUP).
+// SPDX-License-Identifier: MIT
+#include "reload.h"
+
+#include "app/diagnostics.h"
+#include "app/loggermodule.h"
+
+#include <QFile>
+#include <QProcess>
+#include <QRegularExpression>
+
+namespace {
+
+constexpr int startTimeout = 30000; // ms
+constexpr int finishTimeout = 30000; // ms
+
+const QString pidFilePath = QStringLiteral("/var/run/") + QStringLiteral("syslog-ng.pid");
+
+} // namespace
+
+bool isSignallablePid(const QString &pid)
+{
+    static const QRegularExpression number(QStringLiteral("^\\s*([+-]?)0*([0-9]*)\\s*$"));
+    const QRegularExpressionMatch match = number.match(pid);
+    if (!match.hasMatch()) {
+        return true;
+    }
+    bool fits = false;
+    const int value = match.captured(2).toInt(&fits);
+    return match.captured(1) != QLatin1String("-") && fits && value > 0;
+}
+
+void LoggerModule::restart()
+{
+    QFile pidFile(pidFilePath);
+    if (!pidFile.exists()) {
+        logDebug(QStringLiteral("[restart] pidFile not exist "));
+        return;
+    }
+    if (!pidFile.open(QIODevice::ReadOnly)) {
+        logDebug(QStringLiteral("[restart] pidFile not readable "));
+        return;
+    }
+    const QString pid = QString::fromUtf8(pidFile.readAll()).trimmed();
+    pidFile.close();
+    if (pid.isEmpty()) {
+        return;
+    }
+    if (!isSignallablePid(pid)) {
+        logDebug(QStringLiteral("[restart] pidFile not readable "));
+        return;
+    }
+    QProcess kill;
+    kill.start(QStringLiteral("kill"), {QStringLiteral("-hup"), pid}, QIODevice::ReadWrite);
+    if (kill.waitForStarted(startTimeout) && kill.waitForFinished(finishTimeout)) {
+        logDebug(QStringLiteral("[restart]process success."));
+    } else {
+        logDebug(QStringLiteral("[restart] process result ") + kill.errorString());
+        kill.kill();
+        kill.waitForFinished();
+    }
+}

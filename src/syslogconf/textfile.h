@@ -1,0 +1,32 @@
+// Text files as UTF-8, line by line, whatever the locale of the process.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+#include <QStringList>
+
+class QFile;
+
+/**
+ * Decodes UTF-8. Bytes that are not UTF-8 become lone surrogates (U+DC80 to U+DCFF), which no
+ * decoded text can hold otherwise, so that encodeText() gives back exactly the bytes that were
+ * read: an edit must not damage a comment that somebody wrote in another encoding. A byte order
+ * mark stays in the text for the same reason.
+ */
+QString decodeText(const QByteArray &bytes);
+
+/// The bytes of a text that decodeText() gave, or of any other text as UTF-8.
+QByteArray encodeText(const QString &text);
+
+/// The lines of a text without their line feeds. A last line needs none; an empty text has no line.
+QStringList splitLines(const QString &text);
+
+/// All lines of @p file from its current position. Opened in text mode, it loses carriage returns.
+QStringList readLines(QFile &file);
+
+/**
+ * Writes @p text to @p file and closes it.
+ * @return false when any of it did not reach the file, for instance on a full disk
+ */
+[[nodiscard]] bool writeTextAndClose(QFile &file, const QString &text);

@@ -1,0 +1,171 @@
+// Talks to the booted phone over its bus, its files and its processes.
+// SPDX-License-Identifier: MIT
+#include "phone.h"
+
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QTest>
+
+#include <csignal>
+
+namespace Phone {
+
+namespace {
+
+constexpr int callTimeout = 60000; // ms
+const QString servicePidFile = QStringLiteral("/run/phone/LoggerModule.pid");
+
+void run(const QString &program, const QStringList &arguments)
+{
+    if (QProcess::execute(program, arguments) != 0) {
+        qFatal("%s %s failed", qPrintable(program), qPrintable(arguments.join(QLatin1Char(' '))));
+    }
+}
+
+} // namespace
+
+bool isBox()
+{
+    return QFile::exists(QStringLiteral("/run/phone")) && QFile::exists(facilityDirectory);
+}
+
+QDBusMessage call(const QString &method, const QVariantList &arguments)
+{
+    QDBusMessage message
+        = QDBusMessage::createMethodCall(serviceName, servicePath, serviceInterface, method);
+    message.setArguments(arguments);
+    return QDBusConnection::systemBus().call(message, QDBus::Block, callTimeout);
+}
+
+QString text(const QString &method, const QVariantList &arguments)
+{
+    const QDBusMessage reply = call(method, arguments);
+    if (reply.type() == QDBusMessage::ErrorMessage) {
+        return QStringLiteral("D-Bus error: ") + reply.errorName();
+    }
+    return reply.arguments().value(0).toString();
+}
+
+QString facilityFile(const QString &facility)
+{
+    return facilityDirectory + facility + QStringLiteral(".conf");
+}
+
+QByteArray read(const QString &path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        return {};
+    }
+    const QByteArray content = file.readAll();
+    return content.isNull() ? QByteArray("") : content;
+}
+
+void write(const QString &path, const QByteArray &content)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size()
+        || !file.flush()) {
+        qFatal("cannot write %s", qPrintable(path));
+    }
+}
+
+void resetConfiguration()
+{
+    QFile::remove(liveConfig);
+    QFile::remove(backup);
+    QFile::remove(temporary);
+    QDir facilities(facilityDirectory);
+    const QStringList names = facilities.entryList(QDir::Files | QDir::System | QDir::Hidden);
+    for (const QString &name : names) {
+        facilities.remove(name);
+    }
+    run(setUpScript, {QStringLiteral("start")});
+    run(QStringLiteral("kill"), {QStringLiteral("-HUP"), QString::fromLatin1(read(pidFile)).trimmed()});
+}
+
+void logMessage(const QString &activity, const QString &facility, const QString &severity,
+                const QString &message)
+{
+    run(QStringLiteral("logger"),
+        {QStringLiteral("-t"), activity, QStringLiteral("-p"),
+         facility + QLatin1Char('.') + severity, QStringLiteral("--"), message});
+}
+
+bool waitForContent(const QString &path, const QByteArray &part, int timeout)
+{
+    return QTest::qWaitFor([&] { return read(path).contains(part); }, timeout);
+}
+
+Service::Service(const QProcessEnvironment &environment, bool waitForName)
+    : m_process(std::make_unique<QProcess>())
+{
+    stopBootedService();
+    m_process->setProcessEnvironment(environment);
+    m_process->setProcessChannelMode(QProcess::MergedChannels);
+    m_process->setWorkingDirectory(QStringLiteral("/run/phone"));
+    m_process->start(serviceProgram, QStringList());
+    if (!m_process->waitForStarted()) {
+        qFatal("cannot start the service");
+    }
+    if (waitForName && !QTest::qWaitFor([] { return isOnBus(serviceName); }, 20000)) {
+        qFatal("the service did not reach the bus: %s", output().constData());
+    }
+}
+
+Service::~Service()
+{
+    if (m_process->state() != QProcess::NotRunning) {
+        m_process->kill();
+        m_process->waitForFinished();
+    }
+}
+
+qint64 Service::pid() const
+{
+    return m_process->processId();
+}
+
+QByteArray Service::output()
+{
+    m_output += m_process->readAll();
+    return m_output;
+}
+
+int Service::stop()
+{
+    m_process->terminate();
+    return waitForEnd();
+}
+
+int Service::waitForEnd(int timeout)
+{
+    if (m_process->state() != QProcess::NotRunning && !m_process->waitForFinished(timeout)) {
+        return -1;
+    }
+    return m_process->exitStatus() == QProcess::NormalExit ? m_process->exitCode() : -1;
+}
+
+bool isOnBus(const QString &name)
+{
+    return QDBusConnection::systemBus().interface()->isServiceRegistered(name);
+}
+
+void stopBootedService()
+{
+    const int pid = read(servicePidFile).trimmed().toInt();
+    if (pid <= 0) {
+        return;
+    }
+    // Whoever removes this file looks after the service from now on.
+    QFile::remove(servicePidFile);
+    ::kill(pid, SIGTERM);
+    if (!QTest::qWaitFor([] { return !isOnBus(serviceName); }, 20000)) {
+        qFatal("the service does not end");
+    }
+}
+
+} // namespace Phone
