@@ -16,6 +16,7 @@ namespace Phone {
 namespace {
 
 constexpr int callTimeout = 60000; // ms
+const QString serviceOutputFile = QStringLiteral("/run/phone/test-service.out");
 const QString servicePidFile = QStringLiteral("/run/phone/LoggerModule.pid");
 
 void run(const QString &program, const QStringList &arguments)
@@ -105,7 +106,9 @@ Service::Service(const QProcessEnvironment &environment, bool waitForName)
 {
     stopBootedService();
     m_process->setProcessEnvironment(environment);
+    // A file and not a pipe: nobody reads while the test waits for an answer.
     m_process->setProcessChannelMode(QProcess::MergedChannels);
+    m_process->setStandardOutputFile(serviceOutputFile);
     m_process->setWorkingDirectory(QStringLiteral("/run/phone"));
     m_process->start(serviceProgram, QStringList());
     if (!m_process->waitForStarted()) {
@@ -118,9 +121,14 @@ Service::Service(const QProcessEnvironment &environment, bool waitForName)
 
 Service::~Service()
 {
-    if (m_process->state() != QProcess::NotRunning) {
+    if (m_process->state() == QProcess::NotRunning) {
+        return;
+    }
+    const int status = stop();
+    if (status != 0) {
         m_process->kill();
         m_process->waitForFinished();
+        qFatal("the service ended with status %d: %s", status, output().constData());
     }
 }
 
@@ -129,10 +137,9 @@ qint64 Service::pid() const
     return m_process->processId();
 }
 
-QByteArray Service::output()
+QByteArray Service::output() const
 {
-    m_output += m_process->readAll();
-    return m_output;
+    return read(serviceOutputFile);
 }
 
 int Service::stop()

@@ -62,13 +62,13 @@ public:
     explicit Service(const QProcessEnvironment &environment
                      = QProcessEnvironment::systemEnvironment(),
                      bool waitForName = true);
-    /// Ends it if it still runs.
+    /// Ends it if it still runs; a bad end (a sanitizer's report, say) ends the test program.
     ~Service();
     Q_DISABLE_COPY(Service)
 
     qint64 pid() const;
     /// What it wrote to standard output and standard error so far.
-    QByteArray output();
+    QByteArray output() const;
     /// Sends SIGTERM. @return the exit status; -1 when it was ended by a signal or did not end
     int stop();
     /// Waits for its end. @return as stop()
@@ -76,7 +76,6 @@ public:
 
 private:
     std::unique_ptr<QProcess> m_process;
-    QByteArray m_output;
 };
 
 /// Whether somebody owns the bus name @p name.

@@ -1,0 +1,67 @@
+// The signal handler behind HangUps.
+// SPDX-License-Identifier: MIT
+#include "hangups.h"
+
+#include "phone.h"
+
+#include <QFile>
+
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace {
+
+// Signal handlers have no context, so what they use stands here.
+std::atomic<int> hangUps {0};
+std::array<char, 4096> watchedPath {};
+std::array<char, 4096> watchedBytes {};
+std::atomic<int> watchedSize {0};
+
+void onHangUp(int)
+{
+    const int savedErrno = errno;
+    const int descriptor = open(watchedPath.data(), O_RDONLY | O_CLOEXEC);
+    if (descriptor >= 0) {
+        watchedSize = static_cast<int>(read(descriptor, watchedBytes.data(), watchedBytes.size()));
+        close(descriptor);
+    }
+    ++hangUps;
+    errno = savedErrno;
+}
+
+} // namespace
+
+HangUps::HangUps(const QString &watched)
+    : m_savedPidFile(Phone::read(Phone::pidFile))
+{
+    hangUps = 0;
+    watchedSize = 0;
+    watchedPath.fill('\0');
+    qstrncpy(watchedPath.data(), QFile::encodeName(watched).constData(), watchedPath.size());
+    struct sigaction action = {};
+    action.sa_handler = onHangUp;
+    action.sa_flags = SA_RESTART;
+    sigaction(SIGHUP, &action, nullptr);
+    Phone::write(Phone::pidFile, QByteArray::number(getpid()) + '\n');
+}
+
+HangUps::~HangUps()
+{
+    Phone::write(Phone::pidFile, m_savedPidFile);
+    signal(SIGHUP, SIG_IGN);
+}
+
+int HangUps::count() const
+{
+    return hangUps;
+}
+
+QByteArray HangUps::watchedContent() const
+{
+    return QByteArray(watchedBytes.data(), watchedSize);
+}
