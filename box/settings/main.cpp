@@ -11,7 +11,7 @@ int main(int argc, char *argv[])
     QVXApplication application(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("SettingsManager"));
     if (QCoreApplication::arguments().size() != 2) {
-        std::fputs("usage: SettingsManager VALUES-FILE\n", stderr);
+        static_cast<void>(std::fputs("usage: SettingsManager VALUES-FILE\n", stderr));
         return 2;
     }
     const SettingsManager manager(QCoreApplication::arguments().at(1));

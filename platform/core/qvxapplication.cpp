@@ -23,7 +23,7 @@ bool QVXApplication::notify(QObject *receiver, QEvent *event)
 {
     try {
         return QCoreApplication::notify(receiver, event);
-    } catch (QVXException *exception) {
+    } catch (QVXException *exception) { // NOLINT(*-err09-cpp,*-err61-cpp,misc-throw-by-value-*)
         const std::unique_ptr<QVXException> owner(exception);
         logger(QString()).error(QStringLiteral("QVXException of ") + exception->moduleName()
                                 + QStringLiteral(", type ") + QString::number(exception->type())
@@ -49,8 +49,8 @@ void QVXApplication::startModule(QVXModule *module)
 {
     const QString problem = module->start();
     if (!problem.isEmpty()) {
-        std::fprintf(stderr, "%s: %s\n", qUtf8Printable(module->objectName()),
-                     qUtf8Printable(problem));
+        static_cast<void>(std::fprintf(stderr, "%s: %s\n", qUtf8Printable(module->objectName()),
+                                       qUtf8Printable(problem)));
         exit(1);
     }
 }

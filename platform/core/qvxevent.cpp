@@ -2,8 +2,10 @@
 // SPDX-License-Identifier: MIT
 #include <QVX/qvxevent.h>
 
-QVXEvent::QVXEvent(const QString &name)
-    : m_name(name)
+#include <utility>
+
+QVXEvent::QVXEvent(QString name)
+    : m_name(std::move(name))
 {
 }
 

@@ -4,9 +4,11 @@
 
 #include <QObject>
 
-QVXException::QVXException(const QObject *module, Type type, const QString &text)
+#include <utility>
+
+QVXException::QVXException(const QObject *module, Type type, QString text)
     : m_moduleName(module ? module->objectName() : QString())
     , m_type(type)
-    , m_text(text)
+    , m_text(std::move(text))
 {
 }

@@ -42,7 +42,7 @@ StopSignals::StopSignals(QObject *parent)
     : QObject(parent)
 {
     if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, sockets.data()) != 0) {
-        qFatal("socketpair: %s", strerror(errno));
+        qFatal("socketpair: %s", qUtf8Printable(qt_error_string()));
     }
     auto *notifier = new QSocketNotifier(sockets[1], QSocketNotifier::Read, this);
     connect(notifier, &QSocketNotifier::activated, this, [this] { readByte(); });

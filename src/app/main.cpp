@@ -20,8 +20,6 @@ int main(int argc, char *argv[])
 
     // A job on the pool works with the module, so the module outlives it.
     QThreadPool::globalInstance()->waitForDone();
-    if (const LoggerModule *module = LoggerModule::instance()) {
-        delete module;
-    }
+    delete LoggerModule::instance();
     return exitCode;
 }

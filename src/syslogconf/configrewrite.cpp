@@ -55,9 +55,11 @@ bool LoggerModule::writeToFile(const QString &content, const QString &path)
 
 bool LoggerModule::checkTemporaryConfig()
 {
-    // syslog-ng's own messages go wherever the service's output goes.
+    // The command is made of the platform's own paths only, and needs the shell for its
+    // redirection. syslog-ng's messages go wherever the service's output goes.
     const QString command = QVXLogger::syslogExecutablePath + QStringLiteral("syslog-ng -s -f ")
         + temporaryConfigPath() + QStringLiteral(" 2>&1");
+    // NOLINTNEXTLINE(cert-env33-c,concurrency-mt-unsafe): glibc's system(3) is thread-safe
     const int status = std::system(QFile::encodeName(command).constData());
     // A shell that was ended by a signal has checked nothing, whatever its exit status reads.
     if (status == -1 || !WIFEXITED(status) || WEXITSTATUS(status) != 0) {

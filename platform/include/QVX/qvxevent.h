@@ -9,7 +9,7 @@ class QVXEvent
 {
 public:
     /// @p name becomes the D-Bus signal's member, so it must be a valid member name.
-    explicit QVXEvent(const QString &name);
+    explicit QVXEvent(QString name);
 
     /**
      * Adds an argument.

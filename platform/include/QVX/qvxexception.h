@@ -18,7 +18,7 @@ public:
      * @param type the kind of error
      * @param text what happened, for the log
      */
-    QVXException(const QObject *module, Type type, const QString &text);
+    QVXException(const QObject *module, Type type, QString text);
 
     QString moduleName() const { return m_moduleName; }
     Type type() const { return m_type; }
