@@ -129,8 +129,7 @@ void tst_Restart::pidTextDecidesWhatIsSignalled_data()
     QTest::newRow("number in white space")
         << QByteArray("\n\t 123456 \r\n") << QByteArray("[-hup][123456]") << done;
     QTest::newRow("rubbish") << QByteArray("rubbish\n") << QByteArray("[-hup][rubbish]") << done;
-    QTest::newRow("number and rubbish")
-        << QByteArray("12a") << QByteArray("[-hup][12a]") << done;
+    QTest::newRow("number and rubbish") << QByteArray("12a") << QByteArray("[-hup][12a]") << done;
     QTest::newRow("two numbers are one text")
         << QByteArray("12 34\n") << QByteArray("[-hup][12 34]") << done;
     QTest::newRow("nothing for a shell")

@@ -272,35 +272,32 @@ void tst_Rewrite::failureLeavesTheFilesAsPromised_data()
             .arg(Phone::liveConfig)};
     const QStringList notCopied {
         checked,
-        QStringLiteral("3 [Method : writeToFile()] -- copy file : %1failed").arg(Phone::liveConfig)};
+        QStringLiteral("3 [Method : writeToFile()] -- copy file : %1failed")
+            .arg(Phone::liveConfig)};
     const QByteArray unchanged;
     const QByteArray newText;
 
     QTest::newRow("temporary path is a full directory")
         << valid << phones << Step([] { Faults::makeDirectory(Phone::temporary); }) << unchanged
         << QByteArray("<directory>") << notRemoved;
-    QTest::newRow("temporary path is an empty directory")
-        << valid << phones << Step([] {
-               Faults::removeAll(Phone::temporary);
-               QDir().mkdir(Phone::temporary);
-           }) << unchanged
-        << QByteArray("<directory>") << notRemoved;
+    QTest::newRow("temporary path is an empty directory") << valid << phones << Step([] {
+        Faults::removeAll(Phone::temporary);
+        QDir().mkdir(Phone::temporary);
+    }) << unchanged << QByteArray("<directory>") << notRemoved;
     QTest::newRow("temporary file cannot be removed from its directory")
         << valid << phones << Step([] {
                Phone::write(Phone::temporary, "old\n");
                Faults::setMode(workingDirectory, 0555);
-           }) << unchanged
-        << QByteArray("old\n") << notRemoved;
-    QTest::newRow("temporary file cannot be created")
-        << valid << phones << Step([] {
-               Faults::removeAll(Phone::temporary);
-               Faults::setMode(workingDirectory, 0555);
-           }) << unchanged
-        << QByteArray("<missing>") << notOpened;
+           })
+        << unchanged << QByteArray("old\n") << notRemoved;
+    QTest::newRow("temporary file cannot be created") << valid << phones << Step([] {
+        Faults::removeAll(Phone::temporary);
+        Faults::setMode(workingDirectory, 0555);
+    }) << unchanged << QByteArray("<missing>") << notOpened;
     QTest::newRow("syslog-ng finds an error")
         << brokenText << phones << nothing << unchanged << newText << notValid;
-    QTest::newRow("no configuration at all") << QStringLiteral("nonsense {\n") << phones << nothing
-                                             << unchanged << newText << notValid;
+    QTest::newRow("no configuration at all")
+        << QStringLiteral("nonsense {\n") << phones << nothing << unchanged << newText << notValid;
     QTest::newRow("syslog-ng refuses a good text")
         << valid << Faults::fake(QStringLiteral("refuse/")) << nothing << unchanged << newText
         << notValid;
@@ -484,9 +481,9 @@ void tst_Rewrite::checkWritesSyslogsComplaintToTheOutput()
 void tst_Rewrite::restoreReplacesTheLiveFileAndReloads()
 {
     const QByteArray backup = Phone::read(Phone::backup);
-    const QStringList lines {QStringLiteral("3 %1 restored with : %2")
-                                 .arg(Phone::liveConfig, Phone::backup),
-                             QStringLiteral("7 [restart]process success.")};
+    const QStringList lines {
+        QStringLiteral("3 %1 restored with : %2").arg(Phone::liveConfig, Phone::backup),
+        QStringLiteral("7 [restart]process success.")};
     Faults::setMode(Phone::backup, 0640);
     for (const int level : {7, 6, 3, 2}) {
         Phone::write(Phone::liveConfig, "broken\n");
@@ -537,8 +534,8 @@ void tst_Rewrite::failedRestoreStopsAtItsStep_data()
         << QStringLiteral("7 [restoreConfigFile] remove() result ") + qt_error_string(EISDIR);
     QTest::newRow("live file cannot be removed from its directory")
         << Phone::liveConfig << Step([] { Faults::setMode(liveDirectory, 0555); }) << unchanged
-        << good << QStringLiteral("7 [restoreConfigFile] remove() result ")
-            + qt_error_string(EACCES);
+        << good
+        << QStringLiteral("7 [restoreConfigFile] remove() result ") + qt_error_string(EACCES);
     QTest::newRow("backup is missing")
         << Phone::liveConfig << Step([] { QFile::remove(Phone::backup); })
         << QByteArray("<missing>") << QByteArray("<missing>")
@@ -550,7 +547,8 @@ void tst_Rewrite::failedRestoreStopsAtItsStep_data()
         << QStringLiteral("7 [restoreConfigFile] copy() result *");
     QTest::newRow("backup cannot be read")
         << Phone::liveConfig << Step([] { Faults::setMode(Phone::backup, 0); })
-        << QByteArray("<missing>") << good << QStringLiteral("7 [restoreConfigFile] copy() result *");
+        << QByteArray("<missing>") << good
+        << QStringLiteral("7 [restoreConfigFile] copy() result *");
 }
 
 void tst_Rewrite::failedRestoreStopsAtItsStep()

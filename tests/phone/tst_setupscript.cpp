@@ -133,8 +133,8 @@ void tst_SetUpScript::scriptThatCannotBeStartedIsAnError_data()
 void tst_SetUpScript::scriptThatCannotBeStartedIsAnError()
 {
     QFETCH(bool, present);
-    const Faults::FakeSetUpScript script(
-        present ? Faults::fake(QStringLiteral("setup-noting")) : QString());
+    const Faults::FakeSetUpScript script(present ? Faults::fake(QStringLiteral("setup-noting"))
+                                                 : QString());
     if (present) {
         Faults::setMode(Phone::setUpScript, 0644);
     }

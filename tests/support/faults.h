@@ -66,8 +66,8 @@ inline void setMode(const QString &path, mode_t mode)
 inline void removeAll(const QString &path)
 {
     const QFileInfo info(path);
-    const bool removed = info.isDir() && !info.isSymLink() ? QDir(path).removeRecursively()
-                                                           : QFile::remove(path);
+    const bool removed
+        = info.isDir() && !info.isSymLink() ? QDir(path).removeRecursively() : QFile::remove(path);
     if (!removed && (info.exists() || info.isSymLink())) {
         qFatal("cannot remove %s", qPrintable(path));
     }
@@ -149,8 +149,7 @@ public:
     /// @p room is the number of bytes left, a multiple of the page size. Files are put there first,
     /// by @p fill.
     template<typename Fill>
-    SmallDisk(const QString &directory, rlim_t room, Fill fill)
-        : m_directory(directory)
+    SmallDisk(const QString &directory, rlim_t room, Fill fill) : m_directory(directory)
     {
         const QByteArray path = QFile::encodeName(directory);
         QDir().mkpath(directory);
