@@ -1,0 +1,12 @@
+# The installed platform libraries: QVX::Core, QVX::Logger and QVX::Settings.
+include(CMakeFindDependencyMacro)
+find_dependency(Qt5 5.15 COMPONENTS Core DBus)
+include(${CMAKE_CURRENT_LIST_DIR}/QVXTargets.cmake)
+foreach(component IN LISTS QVX_FIND_COMPONENTS)
+    if(TARGET QVX::${component})
+        set(QVX_${component}_FOUND TRUE)
+    elseif(QVX_FIND_REQUIRED_${component})
+        set(QVX_FOUND FALSE)
+        set(QVX_NOT_FOUND_MESSAGE "QVX has no component ${component}")
+    endif()
+endforeach()
