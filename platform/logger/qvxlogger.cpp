@@ -9,9 +9,9 @@
 #include <QDBusConnection>
 #include <QFile>
 #include <QFileInfo>
-#include <QMutex>
-#include <QMutexLocker>
 #include <QSettings>
+
+#include <mutex>
 
 #include <syslog.h>
 
@@ -74,13 +74,13 @@ class Registry
 public:
     Configuration configuration(const QString &identifier)
     {
-        const QMutexLocker locker(&m_mutex);
+        const std::lock_guard<std::mutex> lock(m_mutex);
         return lookUp(identifier);
     }
 
     void setLevel(const QString &identifier, int level)
     {
-        const QMutexLocker locker(&m_mutex);
+        const std::lock_guard<std::mutex> lock(m_mutex);
         if (identifier == QLatin1String("all")) {
             const QList<QString> names = m_configurations.keys();
             for (const QString &name : names) {
@@ -96,19 +96,19 @@ public:
 
     void forget()
     {
-        const QMutexLocker locker(&m_mutex);
+        const std::lock_guard<std::mutex> lock(m_mutex);
         m_configurations.clear();
     }
 
     void setSink(QVXLogger::Sink sink)
     {
-        const QMutexLocker locker(&m_mutex);
+        const std::lock_guard<std::mutex> lock(m_mutex);
         m_sink = std::move(sink);
     }
 
     void write(const QString &identifier, QVXLogger::Priority priority, const QString &text)
     {
-        const QMutexLocker locker(&m_mutex);
+        const std::lock_guard<std::mutex> lock(m_mutex);
         if (m_sink) {
             m_sink(identifier, priority, text);
             return;
@@ -132,7 +132,7 @@ private:
         return read;
     }
 
-    QMutex m_mutex;
+    std::mutex m_mutex;
     QCache<QString, Configuration> m_configurations {maximumNames};
     QVXLogger::Sink m_sink;
 };

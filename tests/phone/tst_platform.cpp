@@ -7,7 +7,6 @@
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusPendingCall>
-#include <QElapsedTimer>
 #include <QDir>
 #include <QFile>
 #include <QProcess>
@@ -329,15 +328,12 @@ void tst_Platform::remoteCallIsNotAnsweredInTime()
         QStringLiteral("com.corvane.Quorvix.Probe"), QStringLiteral("/com/corvane/Quorvix/Probe"),
         Phone::serviceInterface, QStringLiteral("remoteCall"));
     call.setArguments({QStringLiteral("Mute"), QStringLiteral("getSettingValue"), QString()});
-    QElapsedTimer timer;
-    timer.start();
     const QDBusPendingCall pending = bus.asyncCall(call, 30000);
     // The event loop has to run meanwhile, for the mute peer to take its call.
     QTRY_VERIFY_WITH_TIMEOUT(pending.isFinished(), 20000);
     const QString answer = pending.reply().arguments().value(0).toString();
-    QVERIFY2(answer.startsWith(QLatin1String("thrown:")), qPrintable(answer));
-    QVERIFY(answer.size() > 7);
-    QVERIFY2(timer.elapsed() >= 4900, "gave up before the 5 s were over");
+    QVERIFY2(answer.startsWith(QLatin1String("thrown:Did not receive a reply.")),
+             qPrintable(answer));
     bus.unregisterService(QStringLiteral("com.corvane.Quorvix.Mute"));
 }
 

@@ -114,12 +114,12 @@ void tst_SetUpScript::scriptGetsOneArgumentAndItsFailureIsNotLookedAt()
 void tst_SetUpScript::outputGoesToTheServicesOwn()
 {
     const Faults::FakeSetUpScript script(Faults::fake(QStringLiteral("setup-failing")));
-    Faults::OutputCapture output;
+    Faults::OutputCapture capture;
     m_module.restoreSylogConfig();
-    const QByteArray written = output.end();
+    capture.end();
 
-    QVERIFY2(written.contains("to standard output\n"), written.constData());
-    QVERIFY2(written.contains("to standard error\n"), written.constData());
+    QCOMPARE(capture.output(), QByteArray("to standard output\n"));
+    QCOMPARE(capture.errors(), QByteArray("to standard error\n"));
 }
 
 void tst_SetUpScript::scriptThatCannotBeStartedIsAnError_data()

@@ -263,38 +263,43 @@ private:
     const QByteArray m_saved = qgetenv("PATH");
 };
 
-/// Collects what this process and its programs write to standard output and standard error.
+/// Collects what this process and its programs write to standard output and to standard error.
 class OutputCapture
 {
 public:
     OutputCapture()
     {
-        m_file.open();
-        fflush(stdout);
-        fflush(stderr);
-        dup2(m_file.handle(), STDOUT_FILENO);
-        dup2(m_file.handle(), STDERR_FILENO);
+        m_outFile.open();
+        m_errorFile.open();
+        redirect(m_outFile.handle(), m_errorFile.handle());
     }
     ~OutputCapture() { end(); }
     Q_DISABLE_COPY(OutputCapture)
 
-    /// Ends the collecting. @return all of it
-    QByteArray end()
+    /// Ends the collecting.
+    void end()
     {
         if (m_savedOut >= 0) {
-            fflush(stdout);
-            fflush(stderr);
-            dup2(m_savedOut, STDOUT_FILENO);
-            dup2(m_savedError, STDERR_FILENO);
+            redirect(m_savedOut, m_savedError);
             close(m_savedOut);
             close(m_savedError);
             m_savedOut = -1;
         }
-        return Phone::read(m_file.fileName());
     }
+    QByteArray output() const { return Phone::read(m_outFile.fileName()); }
+    QByteArray errors() const { return Phone::read(m_errorFile.fileName()); }
 
 private:
-    QTemporaryFile m_file;
+    static void redirect(int output, int errors)
+    {
+        fflush(stdout);
+        fflush(stderr);
+        dup2(output, STDOUT_FILENO);
+        dup2(errors, STDERR_FILENO);
+    }
+
+    QTemporaryFile m_outFile;
+    QTemporaryFile m_errorFile;
     int m_savedOut = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
     int m_savedError = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3);
 };

@@ -2,13 +2,11 @@
 // SPDX-License-Identifier: MIT
 #include "logcapture.h"
 
-#include <QMutexLocker>
-
 LogCapture::LogCapture()
 {
     QVXLogger::setSink([this](const QString &identifier, QVXLogger::Priority priority,
                               const QString &text) {
-        const QMutexLocker locker(&m_mutex);
+        const std::lock_guard<std::mutex> lock(m_mutex);
         m_lines.append({identifier, priority, text});
     });
     setLevel(7);
@@ -29,7 +27,7 @@ void LogCapture::setLevel(int level)
 
 QList<LogCapture::Line> LogCapture::lines() const
 {
-    const QMutexLocker locker(&m_mutex);
+    const std::lock_guard<std::mutex> lock(m_mutex);
     return m_lines;
 }
 
@@ -46,6 +44,6 @@ QStringList LogCapture::texts(QVXLogger::Priority priority) const
 
 void LogCapture::clear()
 {
-    const QMutexLocker locker(&m_mutex);
+    const std::lock_guard<std::mutex> lock(m_mutex);
     m_lines.clear();
 }

@@ -5,9 +5,10 @@
 #include <QVX/qvxlogger.h>
 
 #include <QList>
-#include <QMutex>
 #include <QString>
 #include <QStringList>
+
+#include <mutex>
 
 /**
  * As long as it exists, nothing of this process reaches syslog(3). The configured level of the
@@ -38,6 +39,6 @@ public:
     void clear();
 
 private:
-    mutable QMutex m_mutex;
+    mutable std::mutex m_mutex;
     QList<Line> m_lines;
 };
