@@ -9,6 +9,7 @@
 #include <cerrno>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -17,6 +18,14 @@ namespace {
 bool sync(int descriptor)
 {
     return fsync(descriptor) == 0 || errno == EINVAL;
+}
+
+/// Gives @p target the mode of @p source. QFile::permissions() would not do: it also tells what the
+/// calling user may do, and root may write what nobody else may.
+bool copyMode(int source, int target)
+{
+    struct stat status = {};
+    return fstat(source, &status) == 0 && fchmod(target, status.st_mode & 07777) == 0;
 }
 
 /// Makes a rename in @p directory durable.
@@ -48,11 +57,11 @@ bool copyDurably(const QString &source, const QString &target, QString *error)
     }
     QSaveFile out(target);
     if (!out.open(QIODevice::WriteOnly) || out.write(bytes) != bytes.size()
-        || !out.setPermissions(in.permissions()) || !out.flush()) {
+        || !out.flush()) {
         *error = out.errorString();
         return false;
     }
-    if (!sync(out.handle())) {
+    if (!copyMode(in.handle(), out.handle()) || !sync(out.handle())) {
         *error = qt_error_string();
         return false;
     }

@@ -20,7 +20,7 @@ const QString pidFilePath = QStringLiteral("/var/run/") + QStringLiteral("syslog
 
 bool isSignallablePid(const QString &pid)
 {
-    static const QRegularExpression number(QStringLiteral("^\\s*([+-]?)0*([0-9]*)\\s*$"));
+    static const QRegularExpression number(QStringLiteral("^\\s*([+-]?)([0-9]+)\\s*$"));
     const QRegularExpressionMatch match = number.match(pid);
     if (!match.hasMatch()) {
         return true;

@@ -495,6 +495,8 @@ void tst_FacilityFiles::updateOfAnInvalidFileRemovesIt_data()
     QTest::newRow("three lines") << QByteArray("3\n21\nfacility signature field\n") << corrupted;
     QTest::newRow("five lines") << file("3", "21") + "more\n" << corrupted;
     QTest::newRow("blank fifth line") << file("3", "21") + "\n" << corrupted;
+    QTest::newRow("five lines, the signature last")
+        << QByteArray("3\n21\nfile(\"x\")\nmore\nfacility signature field\n") << corrupted;
     QTest::newRow("signature first")
         << QByteArray("facility signature field\n3\n21\nfile(\"x\")\n") << corrupted;
     QTest::newRow("signature in capitals")

@@ -387,7 +387,7 @@ void tst_Rewrite::failedCopyLeavesNoLiveFileAndNoRestoreBringsItBack()
     const QByteArray oldBackup = Phone::read(Phone::backup);
     rlimit saved = {};
     getrlimit(RLIMIT_FSIZE, &saved);
-    signal(SIGXFSZ, SIG_IGN);
+    static_cast<void>(signal(SIGXFSZ, SIG_IGN));
     qputenv("TEST_PID", QByteArray::number(static_cast<qint64>(getpid())));
     bool written = true;
     bool restored = true;

@@ -192,7 +192,7 @@ private:
     }
     void limitFileSize(rlim_t room)
     {
-        signal(SIGXFSZ, SIG_IGN);
+        static_cast<void>(signal(SIGXFSZ, SIG_IGN));
         getrlimit(RLIMIT_FSIZE, &m_savedLimit);
         const rlimit limit = {room, m_savedLimit.rlim_max};
         setrlimit(RLIMIT_FSIZE, &limit);

@@ -433,6 +433,9 @@ void TestLoggerConfigList::tableOfAFile_data()
     QTest::newRow("CRLF") << QByteArray(
         "destination d { file(\"/x\"); };\r\nlevel(err..x)\r\n# END a\r\n")
                           << row(a, err, file, QStringLiteral("/x"));
+    QTest::newRow("CRLF behind a destination without its terminator")
+        << QByteArray("destination d { file(\"/x\")\r\n# END a\r\n")
+        << row(a, none, file, QStringLiteral("/x)"));
     QTest::newRow("no last line feed")
         << QByteArray("level(err..x)\n# END a") << row(a, err, none, none);
     QTest::newRow("UTF-8") << QByteArray("destination d { file(\"/ü😀\"); };\n# END aü\n")
