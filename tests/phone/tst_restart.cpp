@@ -241,7 +241,7 @@ void tst_Restart::changedConfigurationTakesEffect()
                           QStringLiteral("err"), QStringLiteral("after the reload"));
         return Phone::waitForContent(moved, "after the reload", 200);
     };
-    QTRY_VERIFY_WITH_TIMEOUT(arrives(), 10000);
+    QVERIFY(QTest::qWaitFor(arrives, 10000));
     QVERIFY(!Phone::read(moved).contains("before the reload"));
     Phone::resetConfiguration();
 }
