@@ -33,7 +33,8 @@ double levelCall(const QString &level)
     const QDBusMessage reply = QDBusConnection::systemBus().call(call, QDBus::Block, 60000);
     const double elapsed = double(timer.nsecsElapsed()) / 1e6;
     const QString answer = reply.arguments().value(0).toString();
-    if (answer != QStringLiteral("Level ") + level + QStringLiteral(" for facility : qvxsipua OK")) {
+    if (answer
+        != QStringLiteral("Level ") + level + QStringLiteral(" for facility : qvxsipua OK")) {
         qFatal("the service answered: %s", qPrintable(answer));
     }
     return elapsed;

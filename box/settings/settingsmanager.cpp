@@ -3,8 +3,7 @@
 #include "settingsmanager.h"
 
 SettingsManager::SettingsManager(const QString &fileName)
-    : QVXModule(QStringLiteral("SettingsManager"))
-    , m_values(fileName, QSettings::IniFormat)
+    : QVXModule(QStringLiteral("SettingsManager")), m_values(fileName, QSettings::IniFormat)
 {
 }
 
@@ -26,8 +25,7 @@ void SettingsManager::setSettingValue(const QString &name, const QString &value)
 }
 
 SettingsManagerAdaptor::SettingsManagerAdaptor(SettingsManager *manager)
-    : QDBusAbstractAdaptor(manager)
-    , m_manager(manager)
+    : QDBusAbstractAdaptor(manager), m_manager(manager)
 {
 }
 

@@ -12,11 +12,7 @@ class ModuleControl : public QDBusAbstractAdaptor
     Q_CLASSINFO("D-Bus Interface", "com.corvane.Quorvix.QVXModule")
 
 public:
-    explicit ModuleControl(QVXModule *module)
-        : QDBusAbstractAdaptor(module)
-        , m_module(module)
-    {
-    }
+    explicit ModuleControl(QVXModule *module) : QDBusAbstractAdaptor(module), m_module(module) { }
 
 public Q_SLOTS:
     void restoreDataToDefault() { m_module->restoreDataToDefault(); }

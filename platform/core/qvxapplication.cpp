@@ -11,8 +11,7 @@
 #include <cstdio>
 
 QVXApplication::QVXApplication(int &argc, char **argv)
-    : QCoreApplication(argc, argv)
-    , m_stopSignals(std::make_unique<StopSignals>())
+    : QCoreApplication(argc, argv), m_stopSignals(std::make_unique<StopSignals>())
 {
     connect(m_stopSignals.get(), &StopSignals::stopRequested, this, [this] { shutDown(); });
 }
@@ -37,7 +36,8 @@ void QVXApplication::addModule(QVXModule *module)
     m_modules.append(module);
     // Not now: the module is still under construction, and its hooks belong to the event loop.
     QMetaObject::invokeMethod(
-        this, [this, pointer = QPointer<QVXModule>(module)] {
+        this,
+        [this, pointer = QPointer<QVXModule>(module)] {
             if (pointer) {
                 startModule(pointer);
             }

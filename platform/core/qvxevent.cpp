@@ -4,8 +4,7 @@
 
 #include <utility>
 
-QVXEvent::QVXEvent(QString name)
-    : m_name(std::move(name))
+QVXEvent::QVXEvent(QString name) : m_name(std::move(name))
 {
 }
 

@@ -7,8 +7,6 @@
 #include <utility>
 
 QVXException::QVXException(const QObject *module, Type type, QString text)
-    : m_moduleName(module ? module->objectName() : QString())
-    , m_type(type)
-    , m_text(std::move(text))
+    : m_moduleName(module ? module->objectName() : QString()), m_type(type), m_text(std::move(text))
 {
 }

@@ -36,8 +36,7 @@ public:
     std::unique_ptr<QDBusConnection> connection; ///< null until the module has reached the bus
 };
 
-QVXModule::QVXModule(const QString &name)
-    : d(std::make_unique<QVXModulePrivate>())
+QVXModule::QVXModule(const QString &name) : d(std::make_unique<QVXModulePrivate>())
 {
     setObjectName(name);
     if (auto *application = qobject_cast<QVXApplication *>(QCoreApplication::instance())) {
@@ -67,9 +66,13 @@ bool QVXModule::initialize()
     return true;
 }
 
-void QVXModule::presentation_loaded() { }
+void QVXModule::presentation_loaded()
+{
+}
 
-void QVXModule::presentation_stop() { }
+void QVXModule::presentation_stop()
+{
+}
 
 bool QVXModule::stop()
 {
@@ -86,9 +89,13 @@ bool QVXModule::postRestoreForSaveRestore()
     return true;
 }
 
-void QVXModule::restoreDataToDefault() { }
+void QVXModule::restoreDataToDefault()
+{
+}
 
-void QVXModule::restoreDataToFactory() { }
+void QVXModule::restoreDataToFactory()
+{
+}
 
 bool QVXModule::notifyEvent(const QVXEvent &event) const
 {

@@ -38,8 +38,7 @@ void setHandler(void (*handler)(int))
 
 } // namespace
 
-StopSignals::StopSignals(QObject *parent)
-    : QObject(parent)
+StopSignals::StopSignals(QObject *parent) : QObject(parent)
 {
     if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, sockets.data()) != 0) {
         qFatal("socketpair: %s", qUtf8Printable(qt_error_string()));

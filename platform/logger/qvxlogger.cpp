@@ -148,8 +148,8 @@ Registry &registry()
 
 QString QVXLogger::configurationSyslogBranchPath = configuredDirectory(
     "configurationSyslogBranchPath", "/data/QVXApplication/LoggerModule/syslog/sip/");
-QString QVXLogger::syslogWorkingDirectory = configuredDirectory(
-    "syslogWorkingDirectory", "/data/QVXApplication/LoggerModule/syslog/");
+QString QVXLogger::syslogWorkingDirectory
+    = configuredDirectory("syslogWorkingDirectory", "/data/QVXApplication/LoggerModule/syslog/");
 QString QVXLogger::facilityConfigFilesPath = configuredDirectory(
     "facilityConfigFilesPath", "/data/QVXApplication/LoggerModule/syslog/sip/facility/");
 QString QVXLogger::syslogExecutablePath = configuredDirectory("syslogExecutablePath", "/usr/sbin/");

@@ -12,8 +12,7 @@ LoggerModule *LoggerModule::instance()
     return module;
 }
 
-LoggerModule::LoggerModule()
-    : QVXModule(QStringLiteral("LoggerModule"))
+LoggerModule::LoggerModule() : QVXModule(QStringLiteral("LoggerModule"))
 {
 }
 

@@ -69,7 +69,8 @@ public Q_SLOTS:
      *        change of all reloads it always
      * @return "Level <level> for facility : <activity> OK" (after the repair of a facility file the
      *         repair's notice instead of "OK"), "All levels changed to <level> value ",
-     *         "level restore succcess", "level restore failed", "Not a valid activity : <activity>",
+     *         "level restore succcess", "level restore failed", "Not a valid activity :
+     * <activity>",
      *         "[level] level not valid: <level>", "file configuration access error" (for "all" with
      *         the path behind it), or what setLevel() answers
      */

@@ -42,8 +42,7 @@ constexpr const char *typeName<ListSetting> = "ListSetting";
 
 } // namespace
 
-LoggerModuleAdaptor::LoggerModuleAdaptor(LoggerModule *module)
-    : QDBusAbstractAdaptor(module)
+LoggerModuleAdaptor::LoggerModuleAdaptor(LoggerModule *module) : QDBusAbstractAdaptor(module)
 {
     setAutoRelaySignals(true);
 }
@@ -54,10 +53,10 @@ template<typename Result, typename... Arguments>
 Result LoggerModuleAdaptor::forward(const CallSite &site, const Arguments &...arguments)
 {
     Result result {};
-    const bool invoked = QMetaObject::invokeMethod(
-        parent(), site.method, Qt::AutoConnection,
-        QReturnArgument<Result>(typeName<Result>, result),
-        QArgument<Arguments>(typeName<Arguments>, arguments)...);
+    const bool invoked
+        = QMetaObject::invokeMethod(parent(), site.method, Qt::AutoConnection,
+                                    QReturnArgument<Result>(typeName<Result>, result),
+                                    QArgument<Arguments>(typeName<Arguments>, arguments)...);
     if (!invoked) {
         QMessageLogger("LoggerModuleAdaptor", site.line, site.signature)
             .debug("Adaptor::invokeMethod failed: %s", site.method);

@@ -91,8 +91,7 @@ QString LoggerModule::updateFacilityFile(const QString &redirection, const QStri
     }
     if (!hasFacilitySignature(lines)) {
         logError(QStringLiteral("Bad configuration file -- not enought parameters : ") + facility);
-        logError(QStringLiteral(
-            "Try to restore the file with level = err and a new facility"));
+        logError(QStringLiteral("Try to restore the file with level = err and a new facility"));
         return restoreFacilityFile(facility);
     }
     if (field == QLatin1String("level")) {
@@ -112,8 +111,8 @@ QString LoggerModule::updateFacilityFile(const QString &redirection, const QStri
 
 QString LoggerModule::writeFacilitylevel(const QString &facility, int level)
 {
-    logDebug(QStringLiteral("[writeFacilitylevel] file path :")
-             + QVXLogger::facilityConfigFilesPath + facility + QStringLiteral(".conf"));
+    logDebug(QStringLiteral("[writeFacilitylevel] file path :") + QVXLogger::facilityConfigFilesPath
+             + facility + QStringLiteral(".conf"));
     return updateFacilityFile(QStringLiteral("none"), facility, QStringLiteral("level"), level);
 }
 

@@ -48,8 +48,7 @@ QString predefinedDestination(const QString &activity)
 /// same lines, so one pass does; an activity without a block stops it.
 /// @param blockOpen set to whether the last block that was found had no destination line
 QString textWithPredefinedDestinations(const QStringList &lines,
-                                       const QList<ActivityLevelEntry> &activities,
-                                       bool *blockOpen)
+                                       const QList<ActivityLevelEntry> &activities, bool *blockOpen)
 {
     int index = 0;
     *blockOpen = false;
@@ -93,8 +92,7 @@ QString LoggerModule::modify(ConfigLineEdit edit, const QString &path)
     }
     if (!open()) {
         if (!restoreConfigFile(path)) {
-            logError(QStringLiteral("[modify] -- file: ") + path
-                     + QStringLiteral("doesn't exist"));
+            logError(QStringLiteral("[modify] -- file: ") + path + QStringLiteral("doesn't exist"));
             return accessError + path;
         }
         if (!open()) {
@@ -155,8 +153,7 @@ QString LoggerModule::initializeLevelDestination(const QList<ActivityLevelEntry>
     if (!file.open(QIODevice::ReadWrite | QIODevice::Text)) {
         logError(QStringLiteral("Access problem to: ") + path);
         if (!restoreConfigFile(path)) {
-            return QStringLiteral(
-                "[initializeLevelDestination] --file configuration access error");
+            return QStringLiteral("[initializeLevelDestination] --file configuration access error");
         }
         if (!file.open(QIODevice::ReadWrite | QIODevice::Text)) {
             return QStringLiteral("file configuration access error");

@@ -56,8 +56,7 @@ bool copyDurably(const QString &source, const QString &target, QString *error)
         return false;
     }
     QSaveFile out(target);
-    if (!out.open(QIODevice::WriteOnly) || out.write(bytes) != bytes.size()
-        || !out.flush()) {
+    if (!out.open(QIODevice::WriteOnly) || out.write(bytes) != bytes.size() || !out.flush()) {
         *error = out.errorString();
         return false;
     }

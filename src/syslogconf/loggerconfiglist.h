@@ -34,7 +34,8 @@ public:
 
     /**
      * Replaces the file at @p path, or a missing one, by the backup. No step's outcome is looked at
-     * and syslog-ng is not reloaded: that is what tells this from LoggerModule::restoreConfigFile().
+     * and syslog-ng is not reloaded: that is what tells this from
+     * LoggerModule::restoreConfigFile().
      * @return true
      */
     bool restoreConfigFile(const QString &path);

@@ -92,12 +92,12 @@ private Q_SLOTS:
     void onlyTheSettingMethodsRegisterAnArgumentType();
     void missingSlotThrowsAndSaysWhich_data();
     void missingSlotThrowsAndSaysWhich();
-    void missingSlotAnswersACallerAndTheServiceGoesOn();
     void wrongArgumentsAreRefusedByTheBusLayer();
     void logCommentsAnswersOk_data();
     void logCommentsAnswersOk();
     void logCommentsWritesWhateverTheLevel();
     void logCommentsWithoutNameGoesToTheServicesLog();
+    void missingSlotAnswersACallerAndTheServiceGoesOn();
 };
 
 void tst_Interface::initTestCase()
@@ -116,7 +116,8 @@ void tst_Interface::introspectionShowsTheContractByteForByte()
 void tst_Interface::introspectionListsEighteenMethodsInOrder()
 {
     QString xml = introspection();
-    const int start = xml.indexOf(QLatin1String("<interface name=\"com.corvane.Quorvix.QVXInterface\">"));
+    const int start
+        = xml.indexOf(QLatin1String("<interface name=\"com.corvane.Quorvix.QVXInterface\">"));
     QVERIFY(start >= 0);
     xml = xml.mid(start, xml.indexOf(QLatin1String("</interface>"), start) - start);
 
@@ -126,23 +127,26 @@ void tst_Interface::introspectionListsEighteenMethodsInOrder()
     while (matches.hasNext()) {
         names.append(matches.next().captured(1));
     }
-    const QStringList expected = QStringLiteral(
-        "deleteTmpLogFiles deleteTmpLogFiles level level redirect redirect redirect redirect "
-        "getSyslogLevels setSyslogLevels resetSyslogLevelsToErr generateLogsForWeb defence "
-        "logRemoteServer logRemoteServerProto logRemoteServerAddress logRemoteServerPort "
-        "logComments").split(QLatin1Char(' '));
+    const QStringList expected
+        = QStringLiteral(
+              "deleteTmpLogFiles deleteTmpLogFiles level level redirect redirect redirect redirect "
+              "getSyslogLevels setSyslogLevels resetSyslogLevelsToErr generateLogsForWeb defence "
+              "logRemoteServer logRemoteServerProto logRemoteServerAddress logRemoteServerPort "
+              "logComments")
+              .split(QLatin1Char(' '));
     QCOMPARE(names, expected);
     QVERIFY(!xml.contains(QLatin1String("<signal")));
     QVERIFY(!xml.contains(QLatin1String("<property")));
     // The second method names its result before its argument, and the tenth annotates its text
     // argument as a map: programs were generated from it.
-    QVERIFY(xml.contains(QLatin1String(
-        "      <arg direction=\"out\" type=\"s\"/>\n"
-        "      <arg direction=\"in\" type=\"s\" name=\"parameter\"/>\n")));
-    QVERIFY(xml.contains(QLatin1String(
-        "      <arg direction=\"in\" type=\"s\" name=\"syslogLevels\"/>\n"
-        "      <arg direction=\"out\" type=\"a{sv}\"/>\n"
-        "      <annotation name=\"org.qtproject.QtDBus.QtTypeName.In0\" value=\"QVariantMap\"/>\n")));
+    QVERIFY(xml.contains(
+        QLatin1String("      <arg direction=\"out\" type=\"s\"/>\n"
+                      "      <arg direction=\"in\" type=\"s\" name=\"parameter\"/>\n")));
+    QVERIFY(xml.contains(
+        QLatin1String("      <arg direction=\"in\" type=\"s\" name=\"syslogLevels\"/>\n"
+                      "      <arg direction=\"out\" type=\"a{sv}\"/>\n"
+                      "      <annotation name=\"org.qtproject.QtDBus.QtTypeName.In0\" "
+                      "value=\"QVariantMap\"/>\n")));
 }
 
 void tst_Interface::installedDescriptionIsTheContract()
@@ -236,7 +240,8 @@ void tst_Interface::classInfos()
     QCOMPARE(classInfo(LoggerModuleAdaptor::staticMetaObject, "D-Bus Interface"), name);
     QCOMPARE(classInfo(LoggerModuleAdaptor::staticMetaObject, "D-Bus Introspection"),
              contractInterface());
-    QCOMPARE(LoggerModule::staticMetaObject.propertyCount(), QObject::staticMetaObject.propertyCount());
+    QCOMPARE(LoggerModule::staticMetaObject.propertyCount(),
+             QObject::staticMetaObject.propertyCount());
 }
 
 void tst_Interface::onlyTheSettingMethodsRegisterAnArgumentType()
@@ -300,7 +305,8 @@ void tst_Interface::missingSlotThrowsAndSaysWhich_data()
         [=](LoggerModuleAdaptor &adaptor) { adaptor.logRemoteServerProto(setting); });
     row("QString LoggerModuleAdaptor::redirect(const QString&, const QString&, const QString&)",
         [=](LoggerModuleAdaptor &adaptor) { adaptor.redirect(text, text, text); });
-    row("QString LoggerModuleAdaptor::redirect(const QString&, const QString&, const QString&, int)",
+    row("QString LoggerModuleAdaptor::redirect(const QString&, const QString&, const QString&, "
+        "int)",
         [=](LoggerModuleAdaptor &adaptor) { adaptor.redirect(text, text, text, 1); });
     row("QString LoggerModuleAdaptor::redirect(const QString&, const QString&)",
         [=](LoggerModuleAdaptor &adaptor) { adaptor.redirect(text, text); });
@@ -351,6 +357,7 @@ void tst_Interface::missingSlotThrowsAndSaysWhich()
 
 void tst_Interface::missingSlotAnswersACallerAndTheServiceGoesOn()
 {
+    Phone::Service service(Phone::environmentForExceptions());
     // The platform ends such a call for its caller instead of leaving it to run into its time-out.
     const QDBusMessage reply = Phone::call(QStringLiteral("redirect"));
     QCOMPARE(reply.type(), QDBusMessage::ErrorMessage);
@@ -360,6 +367,7 @@ void tst_Interface::missingSlotAnswersACallerAndTheServiceGoesOn()
     QVERIFY(Phone::waitForContent(QStringLiteral("/var/log/LoggerModule.log"),
                                   "QVXException of LoggerModule, type 4: "
                                   "Adaptor::invokeMethod failed: redirect"));
+    QCOMPARE(service.stop(), 0);
 }
 
 void tst_Interface::wrongArgumentsAreRefusedByTheBusLayer()
@@ -378,9 +386,11 @@ void tst_Interface::logCommentsAnswersOk_data()
     QTest::newRow("empty comment") << QStringLiteral("qvxsipua") << QString();
     QTest::newRow("both empty") << QString() << QString();
     QTest::newRow("unknown facility") << QStringLiteral("nobody") << QStringLiteral("x");
-    QTest::newRow("path as facility") << QStringLiteral("../../../../etc/host") << QStringLiteral("x");
+    QTest::newRow("path as facility")
+        << QStringLiteral("../../../../etc/host") << QStringLiteral("x");
     QTest::newRow("line breaks") << QStringLiteral("a\nb") << QStringLiteral("1\n2\r\n3");
-    QTest::newRow("conversion specifiers") << QStringLiteral("%s%n") << QStringLiteral("%s %n %d %1");
+    QTest::newRow("conversion specifiers")
+        << QStringLiteral("%s%n") << QStringLiteral("%s %n %d %1");
     QTest::newRow("long") << QString(100000, QLatin1Char('f')) << QString(100000, QLatin1Char('c'));
     QTest::newRow("Unicode") << QStringLiteral("t\u00e9l\u00e9phone")
                              << QStringLiteral("\u260e \U0001f4de");
@@ -402,7 +412,8 @@ void tst_Interface::logCommentsWritesWhateverTheLevel()
     QCOMPARE(Phone::text(QStringLiteral("logComments"),
                          {QStringLiteral("sipmmi"), QStringLiteral("comment at level 0 %1")}),
              QStringLiteral("OK"));
-    QVERIFY(Phone::waitForContent(QStringLiteral("/var/log/sipmmi.log"), "comment at level 0 %1\n"));
+    QVERIFY(
+        Phone::waitForContent(QStringLiteral("/var/log/sipmmi.log"), "comment at level 0 %1\n"));
     Phone::write(file, before);
 }
 
@@ -414,8 +425,6 @@ void tst_Interface::logCommentsWithoutNameGoesToTheServicesLog()
                                   "]: to the service's log\n"));
     QVERIFY(Phone::read(QStringLiteral("/var/log/LoggerModule.log")).contains(" LoggerModule["));
 }
-
-
 
 QTEST_GUILESS_MAIN(tst_Interface)
 #include "tst_interface.moc"

@@ -26,11 +26,11 @@ namespace {
 const QString header
     = QStringLiteral("   ACTIVITY           LEVEL      SUPPORT           DESTINATION \n");
 
-const QStringList activities {
-    QStringLiteral("Telephony"), QStringLiteral("Platform"),        QStringLiteral("qvxsipua"),
-    QStringLiteral("qvxaudio"),  QStringLiteral("sipmmi"),          QStringLiteral("qvxbtmgr"),
-    QStringLiteral("WebApp"),    QStringLiteral("SettingsManager"), QStringLiteral("LoggerModule"),
-    QStringLiteral("defence")};
+const QStringList activities {QStringLiteral("Telephony"),    QStringLiteral("Platform"),
+                              QStringLiteral("qvxsipua"),     QStringLiteral("qvxaudio"),
+                              QStringLiteral("sipmmi"),       QStringLiteral("qvxbtmgr"),
+                              QStringLiteral("WebApp"),       QStringLiteral("SettingsManager"),
+                              QStringLiteral("LoggerModule"), QStringLiteral("defence")};
 
 QString level(const QString &activity, const QString &levelName)
 {
@@ -123,8 +123,8 @@ private:
 /// Sends a call without waiting for its answer.
 void send(const QString &method, const QVariantList &arguments)
 {
-    QDBusMessage message = QDBusMessage::createMethodCall(
-        Phone::serviceName, Phone::servicePath, Phone::serviceInterface, method);
+    QDBusMessage message = QDBusMessage::createMethodCall(Phone::serviceName, Phone::servicePath,
+                                                          Phone::serviceInterface, method);
     message.setArguments(arguments);
     QDBusConnection::systemBus().send(message);
 }
@@ -212,9 +212,9 @@ void tst_Level::listsTheActivitiesSortedWithOneHeader()
         const QString target = activity == QLatin1String("defence")
             ? QStringLiteral("/log/Defence.log")
             : QStringLiteral("/var/log/") + activity + QStringLiteral(".log");
-        expected += activity.leftJustified(20) + QStringLiteral("   ")
-            + QStringLiteral("err     ") + QStringLiteral("   ") + QStringLiteral("file      ")
-            + QStringLiteral("   ") + target.leftJustified(60) + QLatin1Char('\n');
+        expected += activity.leftJustified(20) + QStringLiteral("   ") + QStringLiteral("err     ")
+            + QStringLiteral("   ") + QStringLiteral("file      ") + QStringLiteral("   ")
+            + target.leftJustified(60) + QLatin1Char('\n');
     }
     QCOMPARE(Phone::text(QStringLiteral("level")), expected);
 }
@@ -257,8 +257,7 @@ void tst_Level::changesOneTokenAndTheFacilityFile()
     QVERIFY(facilityBefore.startsWith("3\n"));
 
     QCOMPARE(level(QStringLiteral("qvxsipua"), levelName),
-             QStringLiteral("Level ") + levelName
-                 + QStringLiteral(" for facility : qvxsipua OK"));
+             QStringLiteral("Level ") + levelName + QStringLiteral(" for facility : qvxsipua OK"));
     QCOMPARE(Phone::read(Phone::liveConfig),
              withLevel(before, QStringLiteral("qvxsipua"), levelName.toUtf8()));
     QCOMPARE(Phone::read(Phone::facilityFile(QStringLiteral("qvxsipua"))),
@@ -288,10 +287,13 @@ void tst_Level::debugMessageArrivesAfterTheChange()
     QCOMPARE(level(activity, QStringLiteral("debug")),
              QStringLiteral("Level debug for facility : qvxaudio OK"));
     // The reload runs beside the answer, so what is sent at once may still meet the old level.
-    QVERIFY(QTest::qWaitFor([&] {
-        Phone::logMessage(activity, facility, QStringLiteral("debug"), QStringLiteral("in time"));
-        return Phone::waitForContent(log, "in time", 200);
-    }, 10000));
+    QVERIFY(QTest::qWaitFor(
+        [&] {
+            Phone::logMessage(activity, facility, QStringLiteral("debug"),
+                              QStringLiteral("in time"));
+            return Phone::waitForContent(log, "in time", 200);
+        },
+        10000));
 }
 
 void tst_Level::changesEveryActivity_data()
@@ -454,8 +456,8 @@ void tst_Level::refusesAnActivity()
     Phone::write(QStringLiteral("/etc/host.conf"), "multi on\n");
     const HangUps syslog;
     const QByteArray before = state();
-    for (const QString &word : {QStringLiteral("debug"), QStringLiteral("init"),
-                                QStringLiteral("restore"), QString()}) {
+    for (const QString &word :
+         {QStringLiteral("debug"), QStringLiteral("init"), QStringLiteral("restore"), QString()}) {
         QCOMPARE(level(activity, word), QStringLiteral("Not a valid activity : ") + activity);
     }
     QCOMPARE(state(), before);

@@ -269,15 +269,17 @@ void tst_Platform::eventFromAThreadReachesTheBus()
         QString(), QStringLiteral("/com/corvane/Quorvix/Probe"),
         QStringLiteral("com.corvane.Quorvix.QVXEvent"), QStringLiteral("something_happened"),
         &recorder, SLOT(received(QDBusMessage))));
-    QVERIFY(probe.value(QStringLiteral("announce"),
-                        {QStringLiteral("something_happened"), QStringLiteral("a text"), 42})
+    QVERIFY(probe
+                .value(QStringLiteral("announce"),
+                       {QStringLiteral("something_happened"), QStringLiteral("a text"), 42})
                 .toBool());
     QTRY_COMPARE(recorder.messages.size(), 1);
     QCOMPARE(recorder.messages.first().signature(), QStringLiteral("a{sv}"));
     const QVariantMap arguments
         = qdbus_cast<QVariantMap>(recorder.messages.first().arguments().first());
-    QCOMPARE(arguments, (QVariantMap {{QStringLiteral("text"), QStringLiteral("a text")},
-                                      {QStringLiteral("number"), 42}}));
+    QCOMPARE(arguments,
+             (QVariantMap {{QStringLiteral("text"), QStringLiteral("a text")},
+                           {QStringLiteral("number"), 42}}));
 }
 
 void tst_Platform::remoteCall_data()
@@ -294,11 +296,12 @@ void tst_Platform::remoteCall_data()
         << QStringLiteral("Nobody") << QStringLiteral("getSettingValue")
         << QStringLiteral("thrown:The name com.corvane.Quorvix.Nobody was not provided by any "
                           ".service files");
-    QTest::newRow("invalid method name") << QStringLiteral("SettingsManager")
-                                         << QStringLiteral("no method") << QStringLiteral("thrown:");
-    QTest::newRow("invalid module name") << QStringLiteral("no module")
-                                         << QStringLiteral("getSettingValue")
-                                         << QStringLiteral("thrown:");
+    QTest::newRow("invalid method name")
+        << QStringLiteral("SettingsManager") << QStringLiteral("no method")
+        << QStringLiteral("thrown:");
+    QTest::newRow("invalid module name")
+        << QStringLiteral("no module") << QStringLiteral("getSettingValue")
+        << QStringLiteral("thrown:");
 }
 
 void tst_Platform::remoteCall()
@@ -308,8 +311,9 @@ void tst_Platform::remoteCall()
     QFETCH(QString, result);
     Probe probe;
     QVERIFY(probe.waitForHook("presentation_loaded"));
-    const QString answer = probe.value(QStringLiteral("remoteCall"),
-                                       {module, method, QStringLiteral("LogRemoteServerPort")})
+    const QString answer = probe
+                               .value(QStringLiteral("remoteCall"),
+                                      {module, method, QStringLiteral("LogRemoteServerPort")})
                                .toString();
     QVERIFY2(answer.startsWith(result), qPrintable(answer));
 }
@@ -339,7 +343,7 @@ void tst_Platform::remoteCallIsNotAnsweredInTime()
 
 void tst_Platform::exceptionIsLoggedAndTheModuleGoesOn()
 {
-    Probe probe({QStringLiteral("Platform")});
+    Probe probe({QStringLiteral("Platform")}, Phone::environmentForExceptions());
     QVERIFY(probe.waitForHook("presentation_loaded"));
     QCOMPARE(probe.call(QStringLiteral("throwException"), {QStringLiteral("on purpose")}).type(),
              QDBusMessage::ErrorMessage);
@@ -390,10 +394,13 @@ void tst_Platform::levelFollowsTheEventWithoutRestart()
                          {QStringLiteral("Telephony"), QStringLiteral("debug")}),
              QStringLiteral("Level debug for facility : Telephony OK"));
     QTRY_COMPARE(probe.value(QStringLiteral("configuredLevel"), {QString()}).toInt(), 7);
-    QVERIFY(QTest::qWaitFor([&] {
-        return probe.value(QStringLiteral("debug"), {QStringLiteral("afterwards")}).toBool()
-            && Phone::waitForContent(QStringLiteral("/var/log/Telephony.log"), "afterwards", 200);
-    }, 10000));
+    QVERIFY(QTest::qWaitFor(
+        [&] {
+            return probe.value(QStringLiteral("debug"), {QStringLiteral("afterwards")}).toBool()
+                && Phone::waitForContent(QStringLiteral("/var/log/Telephony.log"), "afterwards",
+                                         200);
+        },
+        10000));
     QVERIFY(!Phone::read(QStringLiteral("/var/log/Telephony.log")).contains("before"));
 
     Phone::text(QStringLiteral("level"), {QStringLiteral("Platform"), QStringLiteral("info")});
@@ -416,9 +423,10 @@ void tst_Platform::messagesCarryNameAndFacility()
 void tst_Platform::settingsServiceKeepsValues()
 {
     const auto call = [](const QString &method, const QVariantList &arguments) {
-        QDBusMessage message = QDBusMessage::createMethodCall(
-            QStringLiteral("com.corvane.Quorvix.SettingsManager"),
-            QStringLiteral("/com/corvane/Quorvix/SettingsManager"), Phone::serviceInterface, method);
+        QDBusMessage message
+            = QDBusMessage::createMethodCall(QStringLiteral("com.corvane.Quorvix.SettingsManager"),
+                                             QStringLiteral("/com/corvane/Quorvix/SettingsManager"),
+                                             Phone::serviceInterface, method);
         message.setArguments(arguments);
         return QDBusConnection::systemBus().call(message);
     };

@@ -19,10 +19,7 @@ class ProbeModule : public QVXModule
     Q_OBJECT
 
 public:
-    explicit ProbeModule(const QString &name)
-        : QVXModule(name)
-    {
-    }
+    explicit ProbeModule(const QString &name) : QVXModule(name) { }
 
     bool check() override { return hook("check"); }
     bool deploy() override { return hook("deploy"); }
@@ -59,11 +56,7 @@ class ProbeAdaptor : public QDBusAbstractAdaptor
     Q_CLASSINFO("D-Bus Interface", "com.corvane.Quorvix.QVXInterface")
 
 public:
-    explicit ProbeAdaptor(ProbeModule *module)
-        : QDBusAbstractAdaptor(module)
-        , m_module(module)
-    {
-    }
+    explicit ProbeAdaptor(ProbeModule *module) : QDBusAbstractAdaptor(module), m_module(module) { }
 
 public Q_SLOTS:
     /// "reply:<text>", "error:<name>" or "thrown:<text>".

@@ -36,8 +36,7 @@ void onHangUp(int)
 
 } // namespace
 
-HangUps::HangUps(const QString &watched)
-    : m_savedPidFile(Phone::read(Phone::pidFile))
+HangUps::HangUps(const QString &watched) : m_savedPidFile(Phone::read(Phone::pidFile))
 {
     hangUps = 0;
     watchedSize = 0;

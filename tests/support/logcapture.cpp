@@ -4,11 +4,11 @@
 
 LogCapture::LogCapture()
 {
-    QVXLogger::setSink([this](const QString &identifier, QVXLogger::Priority priority,
-                              const QString &text) {
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        m_lines.append({identifier, priority, text});
-    });
+    QVXLogger::setSink(
+        [this](const QString &identifier, QVXLogger::Priority priority, const QString &text) {
+            const std::lock_guard<std::mutex> lock(m_mutex);
+            m_lines.append({identifier, priority, text});
+        });
     setLevel(7);
 }
 

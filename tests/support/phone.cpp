@@ -85,7 +85,8 @@ void resetConfiguration()
         facilities.remove(name);
     }
     run(setUpScript, {QStringLiteral("start")});
-    run(QStringLiteral("kill"), {QStringLiteral("-HUP"), QString::fromLatin1(read(pidFile)).trimmed()});
+    run(QStringLiteral("kill"),
+        {QStringLiteral("-HUP"), QString::fromLatin1(read(pidFile)).trimmed()});
 }
 
 void logMessage(const QString &activity, const QString &facility, const QString &severity,
@@ -154,6 +155,13 @@ int Service::waitForEnd(int timeout)
         return -1;
     }
     return m_process->exitStatus() == QProcess::NormalExit ? m_process->exitCode() : -1;
+}
+
+QProcessEnvironment environmentForExceptions()
+{
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("ASAN_OPTIONS"), QStringLiteral("detect_leaks=0"));
+    return environment;
 }
 
 bool isOnBus(const QString &name)

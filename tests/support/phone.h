@@ -14,10 +14,13 @@ class QProcess;
 
 namespace Phone {
 
-const QString liveConfig = QStringLiteral("/data/QVXApplication/LoggerModule/syslog/sip/logappli.conf");
+const QString liveConfig
+    = QStringLiteral("/data/QVXApplication/LoggerModule/syslog/sip/logappli.conf");
 const QString backup = QStringLiteral("/data/QVXApplication/LoggerModule/syslog/logappli.conf.sav");
-const QString temporary = QStringLiteral("/data/QVXApplication/LoggerModule/syslog/logappli.conf.tmp");
-const QString facilityDirectory = QStringLiteral("/data/QVXApplication/LoggerModule/syslog/sip/facility/");
+const QString temporary
+    = QStringLiteral("/data/QVXApplication/LoggerModule/syslog/logappli.conf.tmp");
+const QString facilityDirectory
+    = QStringLiteral("/data/QVXApplication/LoggerModule/syslog/sip/facility/");
 const QString setUpScript = QStringLiteral("/etc/init.d/autoConfigSyslog");
 const QString pidFile = QStringLiteral("/var/run/syslog-ng.pid");
 const QString serviceProgram = QStringLiteral("/usr/bin/QVXApplication/LoggerModule");
@@ -46,7 +49,8 @@ void write(const QString &path, const QByteArray &content);
 /// and lets syslog-ng load it.
 void resetConfiguration();
 
-/// Sends a message to the phone's syslog as the activity would, and returns when it was handed over.
+/// Sends a message to the phone's syslog as the activity would, and returns when it was handed
+/// over.
 void logMessage(const QString &activity, const QString &facility, const QString &severity,
                 const QString &message);
 
@@ -77,6 +81,11 @@ public:
 private:
     std::unique_ptr<QProcess> m_process;
 };
+
+/// The environment for a program through whose event loop an exception will be thrown: QtDBus is
+/// not made for that and leaves about a kilobyte behind, which LeakSanitizer would report at the
+/// end.
+QProcessEnvironment environmentForExceptions();
 
 /// Whether somebody owns the bus name @p name.
 bool isOnBus(const QString &name);

@@ -23,7 +23,8 @@ public:
     enum Priority { Error = 3, Warning = 4, Info = 6, Debug = 7 };
 
     /// Receives what is written: the identifier, the syslog severity, and the text.
-    using Sink = std::function<void(const QString &identifier, Priority priority, const QString &text)>;
+    using Sink
+        = std::function<void(const QString &identifier, Priority priority, const QString &text)>;
 
     /// Prefer logger(). @p name is the identifier; empty stands for the application's name.
     explicit QVXLogger(const QString &name);
