@@ -8,12 +8,44 @@
 #include <QVX/qvxlogger.h>
 #include <QVX/qvxmodule.h>
 
+#include <QDBusConnection>
+
+#include <csignal>
 #include <cstdio>
 
-QVXApplication::QVXApplication(int &argc, char **argv)
-    : QCoreApplication(argc, argv), m_stopSignals(std::make_unique<StopSignals>())
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace {
+
+/// Puts right what a careless parent may have left us with, before anything else is opened: closed
+/// standard streams, whose numbers the first sockets would get, and ignored ends of children, with
+/// which no exit status could be waited for. @return @p argc
+int &sanitizeProcess(int &argc)
 {
-    connect(m_stopSignals.get(), &StopSignals::stopRequested, this, [this] { shutDown(); });
+    // open(2) gives the lowest free number.
+    int descriptor = open("/dev/null", O_RDWR);
+    while (descriptor >= 0 && descriptor <= STDERR_FILENO) {
+        descriptor = open("/dev/null", O_RDWR);
+    }
+    close(descriptor);
+    static_cast<void>(std::signal(SIGCHLD, SIG_DFL));
+    return argc;
+}
+
+/// The one line on standard error that says why a module does not run.
+void report(const QVXModule *module, const QString &problem)
+{
+    static_cast<void>(std::fprintf(stderr, "%s: %s\n", qUtf8Printable(module->objectName()),
+                                   qUtf8Printable(problem)));
+}
+
+} // namespace
+
+QVXApplication::QVXApplication(int &argc, char **argv)
+    : QCoreApplication(sanitizeProcess(argc), argv), m_stopSignals(std::make_unique<StopSignals>())
+{
+    connect(m_stopSignals.get(), &StopSignals::stopRequested, this, [this] { shutDown(0); });
 }
 
 QVXApplication::~QVXApplication() = default;
@@ -49,18 +81,32 @@ void QVXApplication::startModule(QVXModule *module)
 {
     const QString problem = module->start();
     if (!problem.isEmpty()) {
-        static_cast<void>(std::fprintf(stderr, "%s: %s\n", qUtf8Printable(module->objectName()),
-                                       qUtf8Printable(problem)));
+        report(module, problem);
         exit(1);
+        return;
     }
+    // Nobody can reach a module without its bus; whoever looks after the process starts it anew.
+    QDBusConnection::systemBus().connect(QString(), QStringLiteral("/org/freedesktop/DBus/Local"),
+                                         QStringLiteral("org.freedesktop.DBus.Local"),
+                                         QStringLiteral("Disconnected"), this, SLOT(busIsGone()));
 }
 
-void QVXApplication::shutDown()
+void QVXApplication::busIsGone()
+{
+    for (const QPointer<QVXModule> &module : qAsConst(m_modules)) {
+        if (module) {
+            report(module, QStringLiteral("the system bus is gone"));
+        }
+    }
+    shutDown(1);
+}
+
+void QVXApplication::shutDown(int exitCode)
 {
     for (auto module = m_modules.crbegin(); module != m_modules.crend(); ++module) {
         if (*module) {
             (*module)->shutDown();
         }
     }
-    exit(0);
+    exit(exitCode);
 }

@@ -11,6 +11,7 @@
 #include <QFileInfo>
 #include <QSettings>
 
+#include <cstdio>
 #include <mutex>
 
 #include <syslog.h>
@@ -32,12 +33,19 @@ struct Configuration
 /// A directory out of the platform's settings file, with the slash that callers rely on.
 QString configuredDirectory(const char *key, const char *builtIn)
 {
-    const QSettings settings(QStringLiteral("/etc/QVXApplication/platform.conf"),
-                             QSettings::IniFormat);
-    QString directory = settings
-                            .value(QStringLiteral("logger/") + QLatin1String(key),
-                                   QString(QLatin1String(builtIn)))
-                            .toString();
+    QSettings settings(QStringLiteral("/etc/QVXApplication/platform.conf"), QSettings::IniFormat);
+    settings.setIniCodec("UTF-8");
+    const QVariant value = settings.value(QStringLiteral("logger/") + QLatin1String(key));
+    if (!value.isValid()) {
+        return QLatin1String(builtIn);
+    }
+    // QSettings takes a comma for the separator of a list.
+    QString directory = value.toStringList().join(QLatin1Char(','));
+    if (!directory.startsWith(QLatin1Char('/'))) {
+        static_cast<void>(std::fprintf(stderr, "platform.conf: %s is no absolute path, using %s\n",
+                                       key, builtIn));
+        return QLatin1String(builtIn);
+    }
     if (!directory.endsWith(QLatin1Char('/'))) {
         directory += QLatin1Char('/');
     }
@@ -81,6 +89,9 @@ public:
     void setLevel(const QString &identifier, int level)
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
+        if (level < LOG_EMERG || level > LOG_DEBUG) {
+            return;
+        }
         if (identifier == QLatin1String("all")) {
             const QList<QString> names = m_configurations.keys();
             for (const QString &name : names) {

@@ -14,7 +14,7 @@ class LoggerModule;
 
 /**
  * Holds no logic. A call that the module has no slot for ends in a QVXException thrown by pointer,
- * which the platform's event loop catches; its caller gets no answer.
+ * which the platform's event loop catches; QtDBus then answers its caller with an error.
  *
  * Neither the order of the slots nor a name of an argument is free: both are read from the
  * meta-object and from introspection by other programs.

@@ -50,6 +50,11 @@ bool applicationExists(const QString &directory, const QString &facility)
     return isPlainName(facility) && QFileInfo(directory + facility).isFile();
 }
 
+QString unknownFacilityText(const QString &facility)
+{
+    return QStringLiteral("No config file for facility : ") + facility;
+}
+
 bool hasFacilitySignature(const QStringList &lines)
 {
     return lines.size() == lineCount && lines.last() == signature;

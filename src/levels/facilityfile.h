@@ -24,6 +24,9 @@ bool facilityFileExists(const QString &facility);
 /// Whether a program or library called @p facility is in @p directory, which ends in "/".
 bool applicationExists(const QString &directory, const QString &facility);
 
+/// What searchFacility() answers for a facility that the phone does not have.
+QString unknownFacilityText(const QString &facility);
+
 /// Whether @p lines end where a facility file ends: four of them, the last one the signature.
 bool hasFacilitySignature(const QStringList &lines);
 

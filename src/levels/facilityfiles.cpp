@@ -50,7 +50,7 @@ QString LoggerModule::searchFacility(const QString &facility)
         restoreSylogConfig();
         return repairNotice(facility);
     }
-    QString unknown = QStringLiteral("No config file for facility : ") + facility;
+    QString unknown = unknownFacilityText(facility);
     logError(unknown);
     return unknown;
 }

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "app/diagnostics.h"
 #include "app/loggermodule.h"
+#include "facilityfile.h"
 #include "levelvocabulary.h"
 #include "syslogconf/configpaths.h"
 #include "syslogconf/lineedit.h"
@@ -27,8 +28,7 @@ ConfigLineEdit levelEdit(const QString &activity, const QString &level)
 /// contain "OK".
 bool isUsable(const QString &check, const QString &facility)
 {
-    return check.contains(QLatin1String("OK"))
-        && check != QLatin1String("No config file for facility : ") + facility;
+    return check.contains(QLatin1String("OK")) && check != unknownFacilityText(facility);
 }
 
 } // namespace

@@ -4,7 +4,7 @@
 
 #include <QString>
 
-/**
+/*
  * Six of the eight syslog severities (RFC 5424, section 6.2.1) have a name here: "emerg" 0, "err"
  * 3, "warning" 4, "notice" 5, "info" 6, "debug" 7. Severities 1 and 2 are refused everywhere.
  */

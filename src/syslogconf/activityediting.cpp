@@ -36,6 +36,8 @@ QString editedText(const QStringList &lines, ConfigLineEdit edit)
     return text;
 }
 
+/// Any name with "defence" in it shares the flash log here, while a facility file goes by the whole
+/// name: see predefinedFacilityLines().
 QString predefinedDestination(const QString &activity)
 {
     if (activity.contains(QLatin1String("defence"))) {
@@ -79,33 +81,36 @@ QString textWithPredefinedDestinations(const QStringList &lines,
 
 QString LoggerModule::modify(ConfigLineEdit edit, const QString &path)
 {
-    const QString accessError = QStringLiteral("[modify] -- file configuration access error");
-    QFile file(path);
-    const auto open
-        = [&file] { return file.isOpen() || file.open(QIODevice::ReadOnly | QIODevice::Text); };
-
-    if (!file.exists()) {
-        // That restore only replaces an existing file, so it says no; it is asked for its log line.
-        restoreConfigFile(path);
+    const QString refused = QStringLiteral("[modify] -- file configuration access error");
+    const auto missing = [&] {
         logError(QStringLiteral("[modify] -- file: ") + path + QStringLiteral("doesn't exist"));
-        return accessError + path;
+        return refused + path;
+    };
+    const auto notOpened = [&] {
+        logError(QStringLiteral("[Method :modify()] -- access to : ") + path
+                 + QStringLiteral(".conf not possible"));
+        return refused + path;
+    };
+    QFile file(path);
+    const auto open = [&file] {
+        return file.isOpen() || openRegularFile(file, QIODevice::ReadOnly | QIODevice::Text);
+    };
+
+    // The restore only replaces an existing file: for a missing one it says no, and its log line.
+    if (!file.exists() && !restoreConfigFile(path)) {
+        return missing();
     }
     if (!open()) {
         if (!restoreConfigFile(path)) {
-            logError(QStringLiteral("[modify] -- file: ") + path + QStringLiteral("doesn't exist"));
-            return accessError + path;
+            return missing();
         }
         if (!open()) {
-            logError(QStringLiteral("[Method :modify()] -- access to : ") + path
-                     + QStringLiteral(".conf not possible"));
-            return accessError + path;
+            return notOpened();
         }
     }
     file.close();
     if (!open()) {
-        logError(QStringLiteral("[Method :modify()] -- access to : ") + path
-                 + QStringLiteral(".conf not possible"));
-        return accessError + path;
+        return notOpened();
     }
     const QStringList lines = readLines(file);
     file.close();
@@ -116,7 +121,7 @@ QString LoggerModule::modify(ConfigLineEdit edit, const QString &path)
                  + QStringLiteral("Temorary file : ") + path
                  + QStringLiteral(".tmp perhaps corrupted"));
         restoreConfigFile(path);
-        return accessError;
+        return refused;
     }
     return QStringLiteral("OK");
 }
@@ -140,22 +145,22 @@ bool LoggerModule::initConfigFile(const QString &path)
 QString LoggerModule::initializeLevelDestination(const QList<ActivityLevelEntry> &activities,
                                                  const QString &path)
 {
-    const QString accessError
+    const QString refused
         = QStringLiteral("[initializeLevelDestination] -- file configuration access error");
     if (activities.isEmpty()) {
-        return accessError;
+        return refused;
     }
     QFile file(path);
     if (!file.exists()) {
         logError(path + QStringLiteral(".conf does not exists"));
-        return accessError;
+        return refused;
     }
-    if (!file.open(QIODevice::ReadWrite | QIODevice::Text)) {
+    if (!openRegularFile(file, QIODevice::ReadWrite | QIODevice::Text)) {
         logError(QStringLiteral("Access problem to: ") + path);
         if (!restoreConfigFile(path)) {
             return QStringLiteral("[initializeLevelDestination] --file configuration access error");
         }
-        if (!file.open(QIODevice::ReadWrite | QIODevice::Text)) {
+        if (!openRegularFile(file, QIODevice::ReadWrite | QIODevice::Text)) {
             return QStringLiteral("file configuration access error");
         }
     }

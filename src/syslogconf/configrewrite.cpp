@@ -10,9 +10,38 @@
 #include <QFile>
 #include <QFileInfo>
 
-#include <cstdlib>
+#include <array>
+#include <cerrno>
 
+#include <spawn.h>
 #include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+/// Runs @p command in the system shell and waits for its end, as system(3) does, but without
+/// ignoring SIGINT meanwhile: the service is to stop at that signal.
+/// @return the wait status (waitpid(2)), or -1 when the shell could not be started
+int runInShell(const QByteArray &command)
+{
+    QByteArray shell("sh");
+    QByteArray option("-c");
+    QByteArray text(command);
+    const std::array<char *, 4> arguments {shell.data(), option.data(), text.data(), nullptr};
+    pid_t child = 0;
+    if (posix_spawn(&child, "/bin/sh", nullptr, nullptr, arguments.data(), environ) != 0) {
+        return -1;
+    }
+    int status = 0;
+    while (waitpid(child, &status, 0) < 0) {
+        if (errno != EINTR) {
+            return -1;
+        }
+    }
+    return status;
+}
+
+} // namespace
 
 bool LoggerModule::writeToFile(const QString &content, const QString &path)
 {
@@ -45,7 +74,7 @@ bool LoggerModule::writeToFile(const QString &content, const QString &path)
         return false;
     }
     QString error;
-    if (!copyDurably(temporary, path, &error)) {
+    if (!copyDurably(temporary, path, &error) || !fileHolds(path, content)) {
         logError(QStringLiteral("[Method : writeToFile()] -- copy file : ") + path
                  + QStringLiteral("failed"));
         return false;
@@ -55,12 +84,10 @@ bool LoggerModule::writeToFile(const QString &content, const QString &path)
 
 bool LoggerModule::checkTemporaryConfig()
 {
-    // The command is made of the platform's own paths only, and needs the shell for its
-    // redirection. syslog-ng's messages go wherever the service's output goes.
+    // syslog-ng's messages go wherever the service's output goes.
     const QString command = QVXLogger::syslogExecutablePath + QStringLiteral("syslog-ng -s -f ")
         + temporaryConfigPath() + QStringLiteral(" 2>&1");
-    // NOLINTNEXTLINE(cert-env33-c,concurrency-mt-unsafe): glibc's system(3) is thread-safe
-    const int status = std::system(QFile::encodeName(command).constData());
+    const int status = runInShell(QFile::encodeName(command));
     // A shell that was ended by a signal has checked nothing, whatever its exit status reads.
     if (status == -1 || !WIFEXITED(status) || WEXITSTATUS(status) != 0) {
         logDebug(QStringLiteral("File logappli.conf.tmp  NOT OK"));
@@ -94,7 +121,7 @@ bool LoggerModule::restoreConfigFile(const QString &path)
     }
     QString error;
     if (!copyDurably(backup, path, &error)) {
-        logDebug(QStringLiteral("[restoreConfigFile] copy() result ") + error);
+        logDebug(QStringLiteral("[restoreConfigFile] copy() result ") + live.errorString());
         return false;
     }
     logError(path + QStringLiteral(" restored with : ") + backup);

@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "durablecopy.h"
 
+#include "textfile.h"
+
 #include <QFile>
 #include <QFileInfo>
 #include <QSaveFile>
@@ -46,7 +48,7 @@ bool syncDirectory(const QString &directory)
 bool copyDurably(const QString &source, const QString &target, QString *error)
 {
     QFile in(source);
-    if (!in.open(QIODevice::ReadOnly)) {
+    if (!openRegularFile(in, QIODevice::ReadOnly)) {
         *error = in.errorString();
         return false;
     }

@@ -27,9 +27,9 @@ QList<ActivityLevelEntry> LoggerConfigList::readActivityInConfigFile(const QStri
         logError(QStringLiteral("No file : logappli.conf -- restore the file "));
         restoreConfigFile(path);
     }
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
+    if (!openRegularFile(file, QIODevice::ReadOnly | QIODevice::Text)) {
         restoreConfigFile(path);
-        if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
+        if (!openRegularFile(file, QIODevice::ReadOnly | QIODevice::Text)) {
             logError(QStringLiteral("[Method :readActivityInConfigFile] -- restoring of syslog-ng "
                                     "config file aborted"));
             return {};
@@ -59,12 +59,12 @@ QString LoggerConfigList::activityTable(const QString &path, bool withHeader)
     if (!file.exists()) {
         restoreConfigFile(path);
     }
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
+    if (!openRegularFile(file, QIODevice::ReadOnly | QIODevice::Text)) {
         restoreConfigFile(path);
         if (!restoreConfigFile(path)) {
             return QStringLiteral("configuration file access error");
         }
-        if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
+        if (!openRegularFile(file, QIODevice::ReadOnly | QIODevice::Text)) {
             logError(QStringLiteral("Restoring of syslog-ng config file aborted"));
             return QStringLiteral("configuration file cannot be restored");
         }

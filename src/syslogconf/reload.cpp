@@ -4,6 +4,7 @@
 
 #include "app/diagnostics.h"
 #include "app/loggermodule.h"
+#include "textfile.h"
 
 #include <QFile>
 #include <QProcess>
@@ -20,14 +21,17 @@ const QString pidFilePath = QStringLiteral("/var/run/") + QStringLiteral("syslog
 
 bool isSignallablePid(const QString &pid)
 {
-    static const QRegularExpression number(QStringLiteral("^\\s*([+-]?)([0-9]+)\\s*$"));
+    static const QRegularExpression negative(QStringLiteral("^\\s*-[0-9]"));
+    static const QRegularExpression number(QStringLiteral("^\\s*\\+?([0-9]+)\\s*$"));
+    if (negative.match(pid).hasMatch()) {
+        return false;
+    }
     const QRegularExpressionMatch match = number.match(pid);
     if (!match.hasMatch()) {
         return true;
     }
     bool fits = false;
-    const int value = match.captured(2).toInt(&fits);
-    return match.captured(1) != QLatin1String("-") && fits && value > 0;
+    return match.captured(1).toInt(&fits) > 0 && fits;
 }
 
 void LoggerModule::restart()
@@ -37,7 +41,7 @@ void LoggerModule::restart()
         logDebug(QStringLiteral("[restart] pidFile not exist "));
         return;
     }
-    if (!pidFile.open(QIODevice::ReadOnly)) {
+    if (!openRegularFile(pidFile, QIODevice::ReadOnly)) {
         logDebug(QStringLiteral("[restart] pidFile not readable "));
         return;
     }

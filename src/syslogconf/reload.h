@@ -6,8 +6,9 @@
 
 /**
  * Whether @p pid, the text of a pid file, may be handed to kill(1). Zero and negative numbers are
- * refused, because kill(2) takes them as process groups or as every process there is, and so are
- * numbers that a pid_t does not hold, because they would wrap around to such a one. What is no
- * number is kill's own business.
+ * refused, because kill(2) takes them as process groups or as every process there is. So are
+ * numbers that a pid_t does not hold, which would wrap around to such a one, and texts that begin
+ * like a negative number: kill(1) reads "-1abc" as an option and signals everybody. Any other text
+ * is kill's own business.
  */
 bool isSignallablePid(const QString &pid);

@@ -96,6 +96,12 @@ QStringList splitLines(const QString &text)
     return lines;
 }
 
+bool openRegularFile(QFile &file, QIODevice::OpenMode mode)
+{
+    const QFileInfo info(file.fileName());
+    return (info.isFile() || !info.exists()) && file.open(mode);
+}
+
 QStringList readLines(QFile &file)
 {
     return splitLines(decodeText(file.readAll()));
@@ -108,4 +114,10 @@ bool writeTextAndClose(QFile &file, const QString &text)
     file.close();
     return written && file.error() == QFileDevice::NoError
         && QFileInfo(file.fileName()).size() == bytes.size();
+}
+
+bool fileHolds(const QString &path, const QString &text)
+{
+    QFile file(path);
+    return openRegularFile(file, QIODevice::ReadOnly) && file.readAll() == encodeText(text);
 }

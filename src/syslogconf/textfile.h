@@ -3,6 +3,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QIODevice>
 #include <QString>
 #include <QStringList>
 
@@ -22,6 +23,12 @@ QByteArray encodeText(const QString &text);
 /// The lines of a text without their line feeds. A last line needs none; an empty text has no line.
 QStringList splitLines(const QString &text);
 
+/**
+ * Opens @p file, but never anything else than a regular file that stands in its place: to open a
+ * FIFO would block until somebody writes to it. A file that does not exist may be created.
+ */
+[[nodiscard]] bool openRegularFile(QFile &file, QIODevice::OpenMode mode);
+
 /// All lines of @p file from its current position. Opened in text mode, it loses carriage returns.
 QStringList readLines(QFile &file);
 
@@ -30,3 +37,6 @@ QStringList readLines(QFile &file);
  * @return false when any of it did not reach the file, for instance on a full disk
  */
 [[nodiscard]] bool writeTextAndClose(QFile &file, const QString &text);
+
+/// Whether the file @p path holds exactly @p text.
+bool fileHolds(const QString &path, const QString &text);

@@ -128,6 +128,7 @@ private Q_SLOTS:
     void remoteCall();
     void remoteCallIsNotAnsweredInTime();
     void exceptionIsLoggedAndTheModuleGoesOn();
+    void pathsCanBeConfigured_data();
     void pathsCanBeConfigured();
     void levelFollowsTheEventWithoutRestart();
     void messagesCarryNameAndFacility();
@@ -354,31 +355,42 @@ void tst_Platform::exceptionIsLoggedAndTheModuleGoesOn()
     QCOMPARE(probe.end(), 0);
 }
 
-void tst_Platform::pathsCanBeConfigured()
+void tst_Platform::pathsCanBeConfigured_data()
 {
+    QTest::addColumn<QByteArray>("configuration");
+    QTest::addColumn<QString>("paths");
     const QString builtIn = QStringLiteral(
         "/data/QVXApplication/LoggerModule/syslog/sip/ /data/QVXApplication/LoggerModule/syslog/ "
         "/data/QVXApplication/LoggerModule/syslog/sip/facility/ /usr/sbin/");
-    {
-        Probe probe;
-        QVERIFY(probe.waitForHook("presentation_loaded"));
-        QCOMPARE(probe.value(QStringLiteral("paths")).toString(), builtIn);
-    }
+    QTest::newRow("empty file") << QByteArray("") << builtIn;
+    QTest::newRow("other section") << QByteArray("[other]\nsyslogExecutablePath=/a/\n") << builtIn;
+    QTest::newRow("all, one without its slash") << QByteArray("[logger]\n"
+                                                              "configurationSyslogBranchPath=/a/\n"
+                                                              "syslogWorkingDirectory=/b\n"
+                                                              "facilityConfigFilesPath=/c d/\n"
+                                                              "syslogExecutablePath=/e/\n")
+                                                << QStringLiteral("/a/ /b/ /c d/ /e/");
+    QTest::newRow("comma") << QByteArray("[logger]\nsyslogExecutablePath=/a,b/\n")
+                           << QString(builtIn).replace(QLatin1String(" /usr/sbin/"),
+                                                       QLatin1String(" /a,b/"));
+    QTest::newRow("UTF-8") << QByteArray("[logger]\nsyslogExecutablePath=/\xc3\xbc\n")
+                           << QString(builtIn).replace(QLatin1String(" /usr/sbin/"),
+                                                       QStringLiteral(" /\u00fc/"));
+    QTest::newRow("empty value") << QByteArray("[logger]\nsyslogWorkingDirectory=\n") << builtIn;
+    QTest::newRow("relative path")
+        << QByteArray("[logger]\nsyslogWorkingDirectory=tmp/x\n") << builtIn;
+}
+
+void tst_Platform::pathsCanBeConfigured()
+{
+    QFETCH(QByteArray, configuration);
+    QFETCH(QString, paths);
     const QString file = QStringLiteral("/etc/QVXApplication/platform.conf");
     QVERIFY(QDir().mkpath(QStringLiteral("/etc/QVXApplication")));
-    Phone::write(file,
-                 "[logger]\n"
-                 "configurationSyslogBranchPath=/a/\n"
-                 "syslogWorkingDirectory=/b\n"
-                 "facilityConfigFilesPath=/c d/\n"
-                 "syslogExecutablePath=/e/\n");
-    {
-        Probe probe;
-        QVERIFY(probe.waitForHook("presentation_loaded"));
-        // A directory without its slash is made to end in one.
-        QCOMPARE(probe.value(QStringLiteral("paths")).toString(),
-                 QStringLiteral("/a/ /b/ /c d/ /e/"));
-    }
+    Phone::write(file, configuration);
+    Probe probe;
+    QVERIFY(probe.waitForHook("presentation_loaded"));
+    QCOMPARE(probe.value(QStringLiteral("paths")).toString(), paths);
     QVERIFY(QFile::remove(file));
 }
 

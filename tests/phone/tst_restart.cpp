@@ -117,6 +117,8 @@ void tst_Restart::pidTextDecidesWhatIsSignalled_data()
     QTest::newRow("minus zero") << QByteArray("-0") << none << refused;
     QTest::newRow("every process") << QByteArray("-1") << none << refused;
     QTest::newRow("every process, in blanks") << QByteArray("  -1  \n") << none << refused;
+    QTest::newRow("every process, as an option") << QByteArray("-1abc") << none << refused;
+    QTest::newRow("every process, on two lines") << QByteArray("-1\n123456") << none << refused;
     QTest::newRow("another process group") << QByteArray("-12345") << none << refused;
     QTest::newRow("wraps to zero") << QByteArray("4294967296") << none << refused;
     QTest::newRow("wraps to -1") << QByteArray("4294967295") << none << refused;

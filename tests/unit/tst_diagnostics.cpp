@@ -73,7 +73,7 @@ void TestDiagnostics::lineIsWrittenAboveItsThreshold_data()
                           {"info", &logInfo<CountedText>, QVXLogger::Info, 5},
                           {"debug", &logDebug<CountedText>, QVXLogger::Debug, 6}};
     for (const Kind &kind : kinds) {
-        for (int level = -1; level <= 8; ++level) {
+        for (int level = 0; level <= 7; ++level) {
             QTest::addRow("%s at configured level %d", kind.name, level)
                 << kind.write << static_cast<int>(kind.priority) << level
                 << (level > kind.threshold);

@@ -50,6 +50,7 @@ private slots:
     void fileIsReadAtFirstUse();
     void levelIsSetForOneName();
     void levelIsSetForAllNames();
+    void levelThatDoesNotExistIsNotSet();
     void levelOfANameNotUsedYetComesFromItsFile();
     void settingALevelTouchesNoFile();
     void manyNames();
@@ -244,6 +245,16 @@ void TestQVXLogger::levelIsSetForOneName()
     QVXLogger::setConfiguredLevel(audio, 7);
     QCOMPARE(log.getConfiguredLevel(), 7);
     QCOMPARE(levelOf(QStringLiteral("Qvxaudio")), 3);
+}
+
+void TestQVXLogger::levelThatDoesNotExistIsNotSet()
+{
+    levelOf(audio);
+    QVXLogger::setConfiguredLevel(audio, 5);
+    QVXLogger::setConfiguredLevel(audio, -1);
+    QVXLogger::setConfiguredLevel(audio, 8);
+    QVXLogger::setConfiguredLevel(QStringLiteral("all"), 99);
+    QCOMPARE(levelOf(audio), 5);
 }
 
 void TestQVXLogger::levelIsSetForAllNames()

@@ -37,6 +37,12 @@ void TestReload::pid_data()
           QStringLiteral("-2147483648"), QStringLiteral("-99999999999999999999")}) {
         row(pid, false);
     }
+    // Kill takes these for an option, and then signals every process.
+    for (const QString &pid :
+         {QStringLiteral("-1abc"), QStringLiteral("-1 2"), QStringLiteral("-1."),
+          QStringLiteral("-1\n99999"), QStringLiteral(" -1x"), QStringLiteral("-9")}) {
+        row(pid, false);
+    }
     // As 32 or 64 bits these wrap around to zero, to a negative number or to another process.
     for (const QString &pid :
          {QStringLiteral("2147483648"), QStringLiteral("4294967295"), QStringLiteral("4294967296"),
@@ -45,7 +51,7 @@ void TestReload::pid_data()
           QStringLiteral("+4294967296")}) {
         row(pid, false);
     }
-    // Kill refuses what is no number.
+    // Kill itself refuses these.
     for (const QString &pid :
          {QStringLiteral("abc"), QStringLiteral("12abc"), QStringLiteral("0abc"),
           QStringLiteral("0x0"), QStringLiteral("0x12"), QStringLiteral("1 2"),

@@ -14,7 +14,8 @@ class StopSignals;
 /**
  * Starts every module that was created after it once the event loop runs, and stops them in reverse
  * order at SIGTERM or SIGINT, after which exec() returns 0. When a module cannot start (no bus, its
- * name is taken, a hook failed), one line on standard error says so and exec() returns 1.
+ * name is taken, a hook failed) or loses the bus later, one line on standard error says so and
+ * exec() returns 1.
  */
 class QVXApplication : public QCoreApplication
 {
@@ -28,12 +29,15 @@ public:
     /// Catches a QVXException thrown by pointer out of an event handler, logs and deletes it.
     bool notify(QObject *receiver, QEvent *event) override;
 
+private Q_SLOTS:
+    void busIsGone();
+
 private:
     friend class QVXModule;
 
     void addModule(QVXModule *module);
     void startModule(QVXModule *module);
-    void shutDown();
+    void shutDown(int exitCode);
 
     QList<QPointer<QVXModule>> m_modules;
     std::unique_ptr<StopSignals> m_stopSignals;

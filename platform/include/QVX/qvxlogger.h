@@ -48,7 +48,7 @@ public:
 
     /**
      * Sets the configured level of @p identifier ("all": of every name) for this process, as the
-     * event "log_level_changed" does. No file is touched.
+     * event "log_level_changed" does. No file is touched. A level outside 0 to 7 changes nothing.
      */
     static void setConfiguredLevel(const QString &identifier, int level);
 
