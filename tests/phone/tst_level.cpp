@@ -3,6 +3,7 @@
 // SPDX-License-Identifier: MIT
 #include "support/events.h"
 #include "support/hangups.h"
+#include "support/heldcheck.h"
 #include "support/logcapture.h"
 #include "support/phone.h"
 #include "support/testablemodule.h"
@@ -73,52 +74,6 @@ QByteArray facilityLevel(const QString &activity)
 }
 
 } // namespace
-
-/// A stand-in for syslog-ng's check that says when it runs and waits until it may go on.
-class HeldCheck
-{
-public:
-    HeldCheck()
-    {
-        QFile::remove(started);
-        QFile::remove(released);
-        QVERIFY(QFile::rename(program, real));
-        Phone::write(program,
-                     "#!/bin/sh\n"
-                     "echo $$ $PPID > /tmp/check.tmp && mv /tmp/check.tmp /tmp/check.started\n"
-                     "while [ ! -e /tmp/check.released ]; do sleep 0.01; done\n"
-                     "exec /usr/sbin/syslog-ng.real \"$@\"\n");
-        QVERIFY(QFile::setPermissions(program, QFileDevice::ReadOwner | QFileDevice::ExeOwner));
-    }
-    ~HeldCheck()
-    {
-        release();
-        QFile::remove(program);
-        QFile::rename(real, program);
-    }
-    Q_DISABLE_COPY(HeldCheck)
-
-    static bool waitForStart()
-    {
-        return QTest::qWaitFor([] { return QFile::exists(started); }, 10000);
-    }
-    /// The check and the shell that runs it.
-    static QList<int> pids()
-    {
-        QList<int> pids;
-        for (const QByteArray &pid : Phone::read(started).trimmed().split(' ')) {
-            pids.append(pid.toInt());
-        }
-        return pids;
-    }
-    static void release() { Phone::write(released, ""); }
-
-private:
-    inline static const QString program = QStringLiteral("/usr/sbin/syslog-ng");
-    inline static const QString real = QStringLiteral("/usr/sbin/syslog-ng.real");
-    inline static const QString started = QStringLiteral("/tmp/check.started");
-    inline static const QString released = QStringLiteral("/tmp/check.released");
-};
 
 /// Sends a call without waiting for its answer.
 void send(const QString &method, const QVariantList &arguments)
