@@ -8,6 +8,7 @@
 #include <QList>
 #include <QString>
 #include <QStringList>
+#include <QVariantMap>
 
 class LoggerModuleAdaptor;
 struct ActivityLevelEntry;
@@ -18,8 +19,11 @@ struct ConfigLineEdit;
  * that they belong to: the configuration file's in syslogconf/, the levels' in levels/.
  *
  * A result text is "OK" or contains "OK" on success; anything else is a message for a person.
- * Callers compare the texts byte for byte. No operation throws. All run to their end on the calling
- * thread, and nothing is cached between calls; no two rewrites of the files may run at once.
+ * Callers compare the texts byte for byte. No operation throws, and nothing is cached between calls.
+ *
+ * The bulk setters run their work on the global thread pool. Whatever reads or writes logappli.conf
+ * or a facility file waits for its turn first (ConfigurationOrder), so that no two rewrites ever run
+ * at once and everything happens in the order in which it was asked for.
  */
 class LoggerModule : public QVXModule
 {
@@ -75,6 +79,43 @@ public Q_SLOTS:
      *         the path behind it), or what setLevel() answers
      */
     QString level(const QString &activity, const QString &level, bool needRestart = true);
+
+    /**
+     * Level names by activity for seven of the phone's activities; an empty name for one that
+     * logappli.conf does not have. "qvxbtmgr" is left out when the environment variable PHONE_MODEL
+     * is not set, or names a model without Bluetooth.
+     */
+    QVariantMap getSyslogLevels();
+
+    /**
+     * Sets the levels of several activities in a background job. Items that ask for the level which
+     * an activity has already are skipped; a bad item does not keep the others from being set.
+     * @param syslogLevels such as "{qvxsipua:debug,Telephony:warning}"; blanks count
+     * @param async whether to answer at once and let the job go on by itself
+     * @return "value" "0" and "msg" "Fast set log levels OK" or "Set log levels OK"; or "1" and
+     *         "Set log levels error"
+     */
+    QVariantMap setSyslogLevels(const QString &syslogLevels, bool async = true);
+
+    /**
+     * Sets every activity to "err" in a background job.
+     * @param async as for setSyslogLevels()
+     * @return "value" "0" and "msg" "Fast set all log levels to error OK" or "Set all log levels to
+     *         error OK"; or "1" and "Error when setting all log levels to error"
+     */
+    QVariantMap resetSyslogLevelsToErr(bool async = true);
+
+    /**
+     * Works on the newest lines of the defence log /log/Defence.log, which is created when missing.
+     * @param position how many lines
+     * @param todo "size" counts all lines; "read" answers the lines; "delete" removes them and
+     *        reloads syslog-ng. To delete more lines than there are leaves a notice in the file.
+     * @return "[DEFENCE] Total messages saved in flash sector:<n>", the lines, "[DEFENCE] delete
+     *         <n> lines OK", "[DEFENCE] impossible to open in read/write mode/log/Defence.log", or
+     *         for another @p todo "bad input parameter(s) -- use : defence --help command, for more
+     *         information"
+     */
+    QString defence(int position, const QString &todo);
 
 protected:
     LoggerModule();
@@ -194,5 +235,13 @@ protected:
     ///@}
 
 private:
+    struct SetLevelsJob;
+    struct ResetLevelsJob;
+
+    /// What setSyslogLevels() does in the background. @return its map without "Fast"
+    QVariantMap applySyslogLevels(const QString &syslogLevels);
+    /// What resetSyslogLevelsToErr() does in the background. @return its map without "Fast"
+    QVariantMap applyErrToAllActivities();
+
     LoggerModuleAdaptor *m_adaptor = nullptr; ///< owned through the parent/child relation
 };

@@ -1,6 +1,7 @@
 // The step of every level change that announces it and writes the facility files.
 // SPDX-License-Identifier: MIT
 #include "app/loggermodule.h"
+#include "configurationorder.h"
 #include "levelvocabulary.h"
 #include "syslogconf/configpaths.h"
 #include "syslogconf/loggerconfiglist.h"
@@ -9,6 +10,7 @@
 
 QString LoggerModule::setLevel(const QString &facility, int level)
 {
+    const ConfigurationOrder::Turn turn;
     QVXEvent event(QStringLiteral("log_level_changed"));
     event.addArgument(QStringLiteral("syslog_facility"), facility, true);
     event.addArgument(QStringLiteral("syslog_level"), level, true);

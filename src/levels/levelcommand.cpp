@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "app/diagnostics.h"
 #include "app/loggermodule.h"
+#include "configurationorder.h"
 #include "facilityfile.h"
 #include "levelvocabulary.h"
 #include "syslogconf/configpaths.h"
@@ -35,6 +36,7 @@ bool isUsable(const QString &check, const QString &facility)
 
 QString LoggerModule::level()
 {
+    const ConfigurationOrder::Turn turn;
     LoggerConfigList list;
     QString table = list.activityTable(liveConfigPath(), true);
     if (table == QLatin1String("configuration access error")) {
@@ -46,6 +48,7 @@ QString LoggerModule::level()
 
 QString LoggerModule::level(const QString &activity, const QString &level, bool needRestart)
 {
+    const ConfigurationOrder::Turn turn;
     if (activity == allActivities && level == QLatin1String("restore")) {
         if (restoreConfigFile(liveConfigPath())) {
             logWarning(QStringLiteral("[level]-reset") + QVXLogger::syslogWorkingDirectory

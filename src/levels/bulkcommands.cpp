@@ -1,0 +1,113 @@
+// The bulk level methods and their background jobs.
+// SPDX-License-Identifier: MIT
+#include "app/diagnostics.h"
+#include "app/loggermodule.h"
+#include "bulklevels.h"
+#include "configurationorder.h"
+
+#include <QFuture>
+#include <QtConcurrent>
+
+namespace {
+
+QString phoneModel()
+{
+    return QString::fromLocal8Bit(qgetenv("PHONE_MODEL"));
+}
+
+} // namespace
+
+/// A job on the global thread pool. It has its turn on the files when it was asked for, not when a
+/// thread gets to it: waiting for a future may run a queued job beside a running one.
+struct LoggerModule::SetLevelsJob
+{
+    using result_type = QVariantMap;
+
+    LoggerModule *module;
+    ConfigurationOrder::Ticket ticket = ConfigurationOrder::instance().takeTicket();
+
+    QVariantMap operator()(const QString &syslogLevels) const
+    {
+        const ConfigurationOrder::Turn turn(ticket);
+        return module->applySyslogLevels(syslogLevels);
+    }
+};
+
+/// See SetLevelsJob.
+struct LoggerModule::ResetLevelsJob
+{
+    using result_type = QVariantMap;
+
+    LoggerModule *module;
+    ConfigurationOrder::Ticket ticket = ConfigurationOrder::instance().takeTicket();
+
+    QVariantMap operator()() const
+    {
+        const ConfigurationOrder::Turn turn(ticket);
+        return module->applyErrToAllActivities();
+    }
+};
+
+QVariantMap LoggerModule::getSyslogLevels()
+{
+    const QString model = phoneModel();
+    QVariantMap levels = reportedLevels(levelsFromTable(level()), model);
+    if (model.isEmpty()) {
+        logDebug(QStringLiteral("Get phone model error ! So remove qvxbtmgr logs"));
+    }
+    return levels;
+}
+
+QVariantMap LoggerModule::setSyslogLevels(const QString &syslogLevels, bool async)
+{
+    const QFuture<QVariantMap> job = QtConcurrent::run(SetLevelsJob {this}, syslogLevels);
+    if (async) {
+        return resultMap(true, QStringLiteral("Fast set log levels OK"));
+    }
+    return job.result();
+}
+
+QVariantMap LoggerModule::resetSyslogLevelsToErr(bool async)
+{
+    const QFuture<QVariantMap> job = QtConcurrent::run(ResetLevelsJob {this});
+    if (async) {
+        return resultMap(true, QStringLiteral("Fast set all log levels to error OK"));
+    }
+    return job.result();
+}
+
+QVariantMap LoggerModule::applySyslogLevels(const QString &syslogLevels)
+{
+    bool succeeded = true;
+    const QStringList items = changedItems(bulkLevelItems(syslogLevels), getSyslogLevels());
+    for (const QString &item : items) {
+        const int colon = item.indexOf(QLatin1Char(':'));
+        if (colon < 0) {
+            // One bad item does not keep the others from being set.
+            logDebug(QStringLiteral("setSyslogLevels: syntax error, exit"));
+            succeeded = false;
+            continue;
+        }
+        const QString activity = item.left(colon);
+        const QString levelName = item.mid(colon + 1);
+        const QString success = QStringLiteral("Level ") + levelName
+            + QStringLiteral(" for facility : ") + activity + QStringLiteral(" OK");
+        if (level(activity, levelName, false).trimmed() != success) {
+            logDebug(QStringLiteral("setSyslogLevels: set ") + activity + QLatin1Char('(')
+                     + levelName + QStringLiteral(") error"));
+            succeeded = false;
+        }
+        restart();
+    }
+    return succeeded ? resultMap(true, QStringLiteral("Set log levels OK"))
+                     : resultMap(false, QStringLiteral("Set log levels error"));
+}
+
+QVariantMap LoggerModule::applyErrToAllActivities()
+{
+    if (setAllLevels(QStringLiteral("err")).trimmed()
+        == QLatin1String("All levels changed to err value")) {
+        return resultMap(true, QStringLiteral("Set all log levels to error OK"));
+    }
+    return resultMap(false, QStringLiteral("Error when setting all log levels to error"));
+}

@@ -1,0 +1,58 @@
+// A ticket lock, as at a counter.
+// SPDX-License-Identifier: MIT
+#include "configurationorder.h"
+
+ConfigurationOrder &ConfigurationOrder::instance()
+{
+    static ConfigurationOrder order;
+    return order;
+}
+
+ConfigurationOrder::Ticket ConfigurationOrder::takeTicket()
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_nextTicket++;
+}
+
+void ConfigurationOrder::begin(Ticket ticket)
+{
+    std::unique_lock<std::mutex> lock(m_mutex);
+    m_turnChanged.wait(lock, [&] { return m_currentTicket == ticket; });
+    m_holder = std::this_thread::get_id();
+}
+
+void ConfigurationOrder::end()
+{
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_holder = std::thread::id();
+        ++m_currentTicket;
+    }
+    m_turnChanged.notify_all();
+}
+
+bool ConfigurationOrder::isHeldByThisThread()
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_holder == std::this_thread::get_id();
+}
+
+ConfigurationOrder::Turn::Turn()
+    : m_nested(instance().isHeldByThisThread())
+{
+    if (!m_nested) {
+        instance().begin(instance().takeTicket());
+    }
+}
+
+ConfigurationOrder::Turn::Turn(Ticket ticket)
+{
+    instance().begin(ticket);
+}
+
+ConfigurationOrder::Turn::~Turn()
+{
+    if (!m_nested) {
+        instance().end();
+    }
+}
