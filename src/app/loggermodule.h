@@ -19,11 +19,12 @@ struct ConfigLineEdit;
  * that they belong to: the configuration file's in syslogconf/, the levels' in levels/.
  *
  * A result text is "OK" or contains "OK" on success; anything else is a message for a person.
- * Callers compare the texts byte for byte. No operation throws, and nothing is cached between calls.
+ * Callers compare the texts byte for byte. No operation throws, and nothing is cached between
+ * calls.
  *
  * The bulk setters run their work on the global thread pool. Whatever reads or writes logappli.conf
- * or a facility file waits for its turn first (ConfigurationOrder), so that no two rewrites ever run
- * at once and everything happens in the order in which it was asked for.
+ * or a facility file waits for its turn first (ConfigurationOrder), so that no two rewrites ever
+ * run at once and everything happens in the order in which it was asked for.
  */
 class LoggerModule : public QVXModule
 {

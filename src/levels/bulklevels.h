@@ -11,8 +11,8 @@
 QStringList reportedActivities();
 
 /**
- * Level names by activity, read from the table that LoggerConfigList::activityTable() gives. A later
- * row wins; a row of fewer than two columns counts for nothing.
+ * Level names by activity, read from the table that LoggerConfigList::activityTable() gives. A
+ * later row wins; a row of fewer than two columns counts for nothing.
  */
 QMap<QString, QString> levelsFromTable(QString table);
 

@@ -37,8 +37,7 @@ bool ConfigurationOrder::isHeldByThisThread()
     return m_holder == std::this_thread::get_id();
 }
 
-ConfigurationOrder::Turn::Turn()
-    : m_nested(instance().isHeldByThisThread())
+ConfigurationOrder::Turn::Turn() : m_nested(instance().isHeldByThisThread())
 {
     if (!m_nested) {
         instance().begin(instance().takeTicket());

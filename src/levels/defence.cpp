@@ -24,10 +24,10 @@ QString joined(const QStringList &lines)
 
 QString LoggerModule::defence(int position, const QString &todo)
 {
-    const QString notOpened = QStringLiteral("[DEFENCE] impossible to open in read/write mode")
-        + defenceLog;
+    const QString notOpened
+        = QStringLiteral("[DEFENCE] impossible to open in read/write mode") + defenceLog;
     QFile file(defenceLog);
-    if (!file.open(QIODevice::ReadWrite | QIODevice::Text)) {
+    if (!openRegularFile(file, QIODevice::ReadWrite | QIODevice::Text)) {
         logError(QStringLiteral("[Method : Defence()] impossible to open in read/write mode")
                  + defenceLog);
         return notOpened;
