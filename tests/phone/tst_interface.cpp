@@ -193,6 +193,12 @@ void tst_Interface::moduleSlotsAreInOrder()
         QStringLiteral("QString level()"),
         QStringLiteral("QString level(QString,QString,bool)"),
         QStringLiteral("QString level(QString,QString)"),
+        QStringLiteral("QVariantMap getSyslogLevels()"),
+        QStringLiteral("QVariantMap setSyslogLevels(QString,bool)"),
+        QStringLiteral("QVariantMap setSyslogLevels(QString)"),
+        QStringLiteral("QVariantMap resetSyslogLevelsToErr(bool)"),
+        QStringLiteral("QVariantMap resetSyslogLevelsToErr()"),
+        QStringLiteral("QString defence(int,QString)"),
     };
     QCOMPARE(ownSlots(LoggerModule::staticMetaObject), expected);
 }
