@@ -28,6 +28,8 @@ struct Configuration
 {
     int level = defaultLevel;
     int facility = LOG_USER;
+    bool isComplete = false; ///< there was a file with both numbers
+    bool isLevelAnnounced = false; ///< the level is the event's, not the file's
 };
 
 /// A directory out of the platform's settings file, with the slash that callers rely on.
@@ -73,6 +75,7 @@ Configuration readConfiguration(const QString &identifier)
     const int facility = file.readLine().trimmed().toInt(&isNumber);
     if (isNumber && facility >= 0 && facility <= highestSyslogFacility) {
         configuration.facility = facility << 3; // as the LOG_ constants of syslog.h are made
+        configuration.isComplete = true;
     }
     return configuration;
 }
@@ -95,13 +98,13 @@ public:
         if (identifier == QLatin1String("all")) {
             const QList<QString> names = m_configurations.keys();
             for (const QString &name : names) {
-                m_configurations.object(name)->level = level;
+                announce(m_configurations.object(name), level);
             }
             return;
         }
         // A name that this process does not use is read from its file when it is.
         if (Configuration *known = m_configurations.object(identifier)) {
-            known->level = level;
+            announce(known, level);
         }
     }
 
@@ -135,12 +138,24 @@ public:
 private:
     Configuration lookUp(const QString &identifier)
     {
-        if (const Configuration *known = m_configurations.object(identifier)) {
+        const Configuration *known = m_configurations.object(identifier);
+        if (known && known->isComplete) {
             return *known;
         }
-        const Configuration read = readConfiguration(identifier);
+        // A file that is just being rewritten is missing or incomplete for a moment, so it is
+        // looked for again.
+        Configuration read = readConfiguration(identifier);
+        if (known && known->isLevelAnnounced) {
+            announce(&read, known->level);
+        }
         m_configurations.insert(identifier, new Configuration(read));
         return read;
+    }
+
+    static void announce(Configuration *configuration, int level)
+    {
+        configuration->level = level;
+        configuration->isLevelAnnounced = true;
     }
 
     std::mutex m_mutex;

@@ -8,11 +8,37 @@
 #include <QFuture>
 #include <QtConcurrent>
 
+#include <mutex>
+
 namespace {
 
 QString phoneModel()
 {
     return QString::fromLocal8Bit(qgetenv("PHONE_MODEL"));
+}
+
+/// Held while a job gets its ticket and goes to the pool, so that the pool's queue has the order of
+/// the tickets whoever asks: a job that waits for its turn blocks a thread, and must never be in
+/// the way of the one that it waits for.
+std::mutex &handOver()
+{
+    static auto *const mutex = new std::mutex;
+    return *mutex;
+}
+
+/// Until the thread that asked for this job is done with handing it over.
+void waitForHandOver()
+{
+    const std::lock_guard<std::mutex> lock(handOver());
+}
+
+/// Starts a job of the type @p Job behind everything asked for so far.
+template<typename Job, typename... Arguments>
+QFuture<QVariantMap> startInOrder(LoggerModule *module, const Arguments &...arguments)
+{
+    const std::lock_guard<std::mutex> lock(handOver());
+    return QtConcurrent::run(Job {module, ConfigurationOrder::instance().takeTicket()},
+                             arguments...);
 }
 
 } // namespace
@@ -24,10 +50,11 @@ struct LoggerModule::SetLevelsJob
     using result_type = QVariantMap;
 
     LoggerModule *module;
-    ConfigurationOrder::Ticket ticket = ConfigurationOrder::instance().takeTicket();
+    ConfigurationOrder::Ticket ticket;
 
     QVariantMap operator()(const QString &syslogLevels) const
     {
+        waitForHandOver();
         const ConfigurationOrder::Turn turn(ticket);
         return module->applySyslogLevels(syslogLevels);
     }
@@ -39,10 +66,11 @@ struct LoggerModule::ResetLevelsJob
     using result_type = QVariantMap;
 
     LoggerModule *module;
-    ConfigurationOrder::Ticket ticket = ConfigurationOrder::instance().takeTicket();
+    ConfigurationOrder::Ticket ticket;
 
     QVariantMap operator()() const
     {
+        waitForHandOver();
         const ConfigurationOrder::Turn turn(ticket);
         return module->applyErrToAllActivities();
     }
@@ -60,7 +88,7 @@ QVariantMap LoggerModule::getSyslogLevels()
 
 QVariantMap LoggerModule::setSyslogLevels(const QString &syslogLevels, bool async)
 {
-    const QFuture<QVariantMap> job = QtConcurrent::run(SetLevelsJob {this}, syslogLevels);
+    const QFuture<QVariantMap> job = startInOrder<SetLevelsJob>(this, syslogLevels);
     if (async) {
         return resultMap(true, QStringLiteral("Fast set log levels OK"));
     }
@@ -69,7 +97,7 @@ QVariantMap LoggerModule::setSyslogLevels(const QString &syslogLevels, bool asyn
 
 QVariantMap LoggerModule::resetSyslogLevelsToErr(bool async)
 {
-    const QFuture<QVariantMap> job = QtConcurrent::run(ResetLevelsJob {this});
+    const QFuture<QVariantMap> job = startInOrder<ResetLevelsJob>(this);
     if (async) {
         return resultMap(true, QStringLiteral("Fast set all log levels to error OK"));
     }

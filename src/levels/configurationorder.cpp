@@ -4,8 +4,9 @@
 
 ConfigurationOrder &ConfigurationOrder::instance()
 {
-    static ConfigurationOrder order;
-    return order;
+    // Never destroyed: a thread of the pool may still leave it while the process ends.
+    static auto *const order = new ConfigurationOrder;
+    return *order;
 }
 
 ConfigurationOrder::Ticket ConfigurationOrder::takeTicket()

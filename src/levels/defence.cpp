@@ -27,12 +27,14 @@ QString LoggerModule::defence(int position, const QString &todo)
     const QString notOpened
         = QStringLiteral("[DEFENCE] impossible to open in read/write mode") + defenceLog;
     QFile file(defenceLog);
-    if (!openRegularFile(file, QIODevice::ReadWrite | QIODevice::Text)) {
+    QStringList lines;
+    // A log that could not be read to its end must not be taken for a short one and cut.
+    if (!openRegularFile(file, QIODevice::ReadWrite | QIODevice::Text)
+        || !readLines(file, &lines)) {
         logError(QStringLiteral("[Method : Defence()] impossible to open in read/write mode")
                  + defenceLog);
         return notOpened;
     }
-    const QStringList lines = readLines(file);
     file.close();
 
     // In 64 bits: the position may be the smallest integer there is.

@@ -63,11 +63,12 @@ QStringList LoggerModule::readFacilityFile(const QString &facility)
         return {missing};
     }
     QFile file(facilityFilePath(facility));
-    if (!file.open(QIODevice::ReadWrite | QIODevice::Text)) {
+    QStringList lines;
+    // A file that cannot be read to its end is not deleted either.
+    if (!file.open(QIODevice::ReadWrite | QIODevice::Text) || !readLines(file, &lines)) {
         logError(QStringLiteral("No access to : ") + facility + QStringLiteral(".conf"));
         return {QStringLiteral("No valid configuration file : ") + facility};
     }
-    QStringList lines = readLines(file);
     file.close();
     file.remove();
     return lines;

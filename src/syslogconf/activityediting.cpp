@@ -112,7 +112,10 @@ QString LoggerModule::modify(ConfigLineEdit edit, const QString &path)
     if (!open()) {
         return notOpened();
     }
-    const QStringList lines = readLines(file);
+    QStringList lines;
+    if (!readLines(file, &lines)) {
+        return notOpened();
+    }
     file.close();
 
     if (!writeToFile(editedText(lines, std::move(edit)), path)) {
@@ -164,7 +167,10 @@ QString LoggerModule::initializeLevelDestination(const QList<ActivityLevelEntry>
             return QStringLiteral("file configuration access error");
         }
     }
-    const QStringList lines = readLines(file);
+    QStringList lines;
+    if (!readLines(file, &lines)) {
+        return QStringLiteral("file configuration access error");
+    }
     file.close();
 
     bool blockOpen = false;

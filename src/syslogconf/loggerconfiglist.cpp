@@ -21,6 +21,8 @@ LoggerConfigList::~LoggerConfigList() = default;
 
 QList<ActivityLevelEntry> LoggerConfigList::readActivityInConfigFile(const QString &path)
 {
+    const QString aborted = QStringLiteral(
+        "[Method :readActivityInConfigFile] -- restoring of syslog-ng config file aborted");
     resetParsedActivity(m_accumulator);
     QFile file(path);
     if (!file.exists()) {
@@ -30,14 +32,17 @@ QList<ActivityLevelEntry> LoggerConfigList::readActivityInConfigFile(const QStri
     if (!openRegularFile(file, QIODevice::ReadOnly | QIODevice::Text)) {
         restoreConfigFile(path);
         if (!openRegularFile(file, QIODevice::ReadOnly | QIODevice::Text)) {
-            logError(QStringLiteral("[Method :readActivityInConfigFile] -- restoring of syslog-ng "
-                                    "config file aborted"));
+            logError(aborted);
             return {};
         }
     }
+    QStringList lines;
+    if (!readLines(file, &lines)) {
+        logError(aborted);
+        return {};
+    }
     QList<ActivityLevelEntry> activities;
-    const QStringList lines = readLines(file);
-    for (const QString &line : lines) {
+    for (const QString &line : qAsConst(lines)) {
         ParsedActivity parsed;
         parseActivityLine(m_accumulator, line, parsed);
         if (isCompleteActivity(parsed)) {
@@ -69,9 +74,13 @@ QString LoggerConfigList::activityTable(const QString &path, bool withHeader)
             return QStringLiteral("configuration file cannot be restored");
         }
     }
+    QStringList lines;
+    if (!readLines(file, &lines)) {
+        logError(QStringLiteral("Restoring of syslog-ng config file aborted"));
+        return QStringLiteral("configuration file cannot be restored");
+    }
     QStringList rows;
-    const QStringList lines = readLines(file);
-    for (const QString &line : lines) {
+    for (const QString &line : qAsConst(lines)) {
         ParsedActivity parsed;
         parseActivityLine(m_accumulator, line, parsed);
         if (isCompleteActivity(parsed)) {

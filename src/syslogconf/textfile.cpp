@@ -102,9 +102,19 @@ bool openRegularFile(QFile &file, QIODevice::OpenMode mode)
     return (info.isFile() || !info.exists()) && file.open(mode);
 }
 
-QStringList readLines(QFile &file)
+bool readLines(QFile &file, QStringList *lines)
 {
-    return splitLines(decodeText(file.readAll()));
+    // Text mode would drop the carriage returns, but also hide how much there was to read.
+    file.setTextModeEnabled(false);
+    const qint64 size = file.size() - file.pos();
+    QByteArray bytes = file.readAll();
+    if (file.error() != QFileDevice::NoError || bytes.size() < size) {
+        lines->clear();
+        return false;
+    }
+    bytes.replace("\r", "");
+    *lines = splitLines(decodeText(bytes));
+    return true;
 }
 
 bool writeTextAndClose(QFile &file, const QString &text)

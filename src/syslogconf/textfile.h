@@ -29,8 +29,12 @@ QStringList splitLines(const QString &text);
  */
 [[nodiscard]] bool openRegularFile(QFile &file, QIODevice::OpenMode mode);
 
-/// All lines of @p file from its current position. Opened in text mode, it loses carriage returns.
-QStringList readLines(QFile &file);
+/**
+ * Reads all lines of @p file, without carriage returns.
+ * @return false when the file could not be read to its end; @p lines is empty then. What follows
+ *         must not take that for an empty file.
+ */
+[[nodiscard]] bool readLines(QFile &file, QStringList *lines);
 
 /**
  * Writes @p text to @p file and closes it.

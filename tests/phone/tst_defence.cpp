@@ -137,6 +137,7 @@ private Q_SLOTS:
     void fileThatCannotBeOpened();
     void fileThatMayNotBeWritten();
     void fileThatCannotBeOpenedAnew();
+    void logThatCannotBeReadIsKept();
     void fullDiskIsNeverOk_data();
     void fullDiskIsNeverOk();
 
@@ -454,6 +455,23 @@ void tst_Defence::fileThatCannotBeOpenedAnew()
                  "[Method : Defence()] -- impossible to open in read/write mode/log/Defence.log")});
     QCOMPARE(Faults::state(path), disk.isMounted() ? QByteArray("<missing>") : QByteArray(""));
     QVERIFY(!log.debugs().contains(reloaded));
+}
+
+void tst_Defence::logThatCannotBeReadIsKept()
+{
+    // Sparse, and more than can be read at once: it must not be taken for an empty log and cut.
+    const qint64 size = qint64(5) << 30;
+    {
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        QVERIFY(file.resize(size));
+    }
+    for (const QString &todo :
+         {QStringLiteral("size"), QStringLiteral("read"), QStringLiteral("delete")}) {
+        QCOMPARE(defence(1, todo), notOpened);
+        QCOMPARE(QFileInfo(path).size(), size);
+    }
+    QVERIFY(QFile::remove(path));
 }
 
 void tst_Defence::fullDiskIsNeverOk_data()

@@ -10,10 +10,10 @@
 #include <QElapsedTimer>
 #include <QRandomGenerator>
 #include <QTest>
-#include <QThread>
 
 #include <atomic>
 #include <memory>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -148,16 +148,17 @@ void tst_Stress::manyClientsNeverSeeHalfAChange()
     QElapsedTimer timer;
     timer.start();
     std::vector<std::unique_ptr<Client>> clients;
-    std::vector<std::unique_ptr<QThread>> threads;
+    std::vector<std::thread> threads;
     for (int number = 0; number < clientCount; ++number) {
         clients.push_back(std::make_unique<Client>(number + 1, rounds));
         Client *client = clients.back().get();
-        threads.emplace_back(QThread::create([client] { client->run(); }));
-        threads.back()->start();
+        threads.emplace_back([client] { client->run(); });
     }
     int answered = 0;
     for (int number = 0; number < clientCount; ++number) {
-        threads[number]->wait();
+        threads[number].join();
+    }
+    for (int number = 0; number < clientCount; ++number) {
         QVERIFY2(clients[number]->problems.isEmpty(),
                  qPrintable(clients[number]->problems.join(QLatin1Char('\n'))));
         answered += clients[number]->answered;
