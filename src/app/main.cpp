@@ -1,5 +1,6 @@
 // Process entry of the service.
 // SPDX-License-Identifier: MIT
+#include "levels/configurationorder.h"
 #include "loggermodule.h"
 
 #include <QVX/qvxapplication.h>
@@ -20,6 +21,7 @@ int main(int argc, char *argv[])
 
     // A job on the pool works with the module, so the module outlives it.
     QThreadPool::globalInstance()->waitForDone();
+    const ConfigurationOrder::Turn afterAllJobs;
     delete LoggerModule::instance();
     return exitCode;
 }

@@ -66,7 +66,9 @@ QByteArray numbered(int first, int last)
 {
     QByteArray lines;
     for (int number = first; number <= last; ++number) {
-        lines += "Nov 21 17:00:48 phone defence: message " + QByteArray::number(number) + '\n';
+        lines += "Nov 21 17:00:48 phone defence: message ";
+        lines += QByteArray::number(number);
+        lines += '\n';
     }
     return lines;
 }
