@@ -48,6 +48,8 @@ private slots:
     void nameReadsNoFileElsewhere_data();
     void nameReadsNoFileElsewhere();
     void fileIsReadAtFirstUse();
+    void incompleteFileIsReadAgain();
+    void announcedLevelOutlivesAnIncompleteFile();
     void levelIsSetForOneName();
     void levelIsSetForAllNames();
     void levelThatDoesNotExistIsNotSet();
@@ -223,13 +225,32 @@ void TestQVXLogger::nameReadsNoFileElsewhere()
 void TestQVXLogger::fileIsReadAtFirstUse()
 {
     const QVXLogger log = logger(audio);
-    configure(audio, "6\n");
+    configure(audio, "6\n19\n");
     QCOMPARE(log.getConfiguredLevel(), 6);
-    configure(audio, "7\n");
+    configure(audio, "7\n19\n");
     QCOMPARE(log.getConfiguredLevel(), 6);
     QCOMPARE(levelOf(audio), 6);
     QVXLogger::forgetConfiguredLevels();
     QCOMPARE(log.getConfiguredLevel(), 7);
+}
+
+void TestQVXLogger::incompleteFileIsReadAgain()
+{
+    // A facility file is missing or half written while its level changes.
+    QCOMPARE(levelOf(audio), 3);
+    configure(audio, "6\n");
+    QCOMPARE(levelOf(audio), 6);
+    configure(audio, "7\n19\n");
+    QCOMPARE(levelOf(audio), 7);
+}
+
+void TestQVXLogger::announcedLevelOutlivesAnIncompleteFile()
+{
+    QCOMPARE(levelOf(audio), 3);
+    QVXLogger::setConfiguredLevel(audio, 5);
+    QCOMPARE(levelOf(audio), 5);
+    configure(audio, "3\n19\n");
+    QCOMPARE(levelOf(audio), 5);
 }
 
 void TestQVXLogger::levelIsSetForOneName()
