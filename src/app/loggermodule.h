@@ -39,6 +39,16 @@ public:
     /// Creates the D-Bus adaptor and registers the Setting type with QtDBus. @return true
     bool exportInterface() override;
 
+    /**
+     * Reads and applies the remote log server's settings, creates the log directories, and sets all
+     * levels to their initial values when the marker file "resetLogLevel" asks for it.
+     * @return true
+     */
+    bool initialize() override;
+
+    /// Sets every activity to "err" and to its predefined log file, and removes facility files.
+    void restoreDataToFactory() override;
+
     // The order of the slots is part of the meta-object that the platform's tools read.
 public Q_SLOTS:
     /**
@@ -81,6 +91,48 @@ public Q_SLOTS:
      */
     QString level(const QString &activity, const QString &level, bool needRestart = true);
 
+    /// Lists the activities. @return as level()
+    QString redirect();
+
+    /**
+     * Sends the messages of one activity or of all to a destination. The facility file of a single
+     * activity is left as it is.
+     * @param activity an activity of logappli.conf, or "all"
+     * @param destinationName a destination that isDestinationValid() accepts; "init" (back to the
+     *        predefined log file) with "all" only
+     * @return "[REDIRECT] Activity : <activity> redirect to : <destination>", also when syslog-ng
+     *         refused the new configuration and the backup was restored; for "all" what
+     *         redirectAllActivities() or setAllFacilityRedirections() answers; else "Destination
+     * not valid --parameter init can only be used with activity all !", "not a valid activity :
+     *         <activity>", "[REDIRECT] Destination not valid: <destination>"
+     */
+    QString redirect(const QString &activity, const QString &destinationName);
+
+    /**
+     * Sends the messages to a remote server, and records that in the facility file.
+     * @param destinationName the protocol, "udp" or "tcp"
+     * @param ipAddress an IPv4 address or a host name
+     * @param ipPort 1 to 65535
+     * @return the answer of the two-argument form followed by "OK"; else "not a valid facility :
+     *         <activity>", " [REDIRECT] destination parameters not valid: <destination>", "One or
+     *         more log config file corrupted -- Restored to predefined value"
+     */
+    QString redirect(const QString &activity, const QString &destinationName,
+                     const QString &ipAddress, int ipPort);
+
+    /**
+     * Sends the messages to a file or a terminal, and records that in the facility file.
+     * @param destinationName "ram" (a file in /var/log/), "flash" (in /log/flash/) or "usertty"
+     * @param path a file name, to which ".log" is added when it does not end in it; a user's name
+     *        for "usertty"
+     * @return the answer of the two-argument form followed by "OK"; else "Not a valid file name --
+     *         character / and ~ are banned", "Not a valid support type -- can be : ram - flash or
+     *         usertty", "not a valid activity : <activity>", " [redirect] destination parameters
+     * not valid: <destination>", "One or more log config file corrupted -- restored to predefined
+     * value !"
+     */
+    QString redirect(const QString &activity, const QString &destinationName, const QString &path);
+
     /**
      * Level names by activity for seven of the phone's activities; an empty name for one that
      * logappli.conf does not have. "qvxbtmgr" is left out when the environment variable PHONE_MODEL
@@ -117,6 +169,17 @@ public Q_SLOTS:
      *         information"
      */
     QString defence(int position, const QString &todo);
+
+    /// The settings service reports another address. It is applied when a remote server existed at
+    /// start. @return an empty list, as the three below
+    ListSetting logRemoteServerAddress(const Setting &setting);
+    /// The same for the port.
+    ListSetting logRemoteServerPort(const Setting &setting);
+    /// The same for the protocol.
+    ListSetting logRemoteServerProto(const Setting &setting);
+    /// The settings service reports whether there is a remote server: with the value "true" every
+    /// activity is sent there, with any other back to its predefined log file.
+    ListSetting logRemoteServer(const Setting &setting);
 
 protected:
     LoggerModule();
@@ -235,6 +298,42 @@ protected:
     QString setAllFacilityLevels(int level);
     ///@}
 
+    /** @name Destinations of all activities (destinations/) */
+    ///@{
+
+    /**
+     * Sends the messages of every activity to @p destination.
+     * @return what setAllFacilityRedirections() answers, also when syslog-ng refused the new
+     *         configuration; "[REDIRECT] IP destination address not valid " for
+     *         Setting::UNDEFINEDVALUE, "[REDIRECT] destination parameter not valid: <destination>"
+     */
+    QString redirectAllActivities(const QString &destination);
+
+    /**
+     * Writes the redirection into the facility file of every activity.
+     * @param mode "init" for the predefined log files, any other for @p destination
+     * @return "All facilities redirected to predefined values ", "All facilities redirected to :
+     *         <destination> ", or "One ore more config files were corrupted -- Initialised to
+     *         predefined values -- check your log config with level or redirect command !"
+     */
+    QString setAllFacilityRedirections(const QString &destination, const QString &mode);
+
+    /// Reads the remote log server's settings from the settings service, and applies them when
+    /// there is a server.
+    void initLogServerStruct();
+    ///@}
+
+    /** @name Start and factory reset (app/) */
+    ///@{
+
+    /// Creates /var/log/ and /log/flash/ when they are missing. @return whether both are there
+    bool createLogDirectories();
+
+    /// Removes the files of the working directory that are called like the facility files.
+    /// @return whether there are facility files
+    bool deleteFacilityConfigFiles();
+    ///@}
+
 private:
     struct SetLevelsJob;
     struct ResetLevelsJob;
@@ -243,6 +342,15 @@ private:
     QVariantMap applySyslogLevels(const QString &syslogLevels);
     /// What resetSyslogLevelsToErr() does in the background. @return its map without "Fast"
     QVariantMap applyErrToAllActivities();
+
+    /// The common end of the three- and four-argument redirect(). @param corrupted the answer when
+    /// the facility file cannot be written
+    QString redirectAndRecord(const QString &activity, const QString &destination,
+                              const QString &check, const QString &corrupted);
+    /// Sends every activity to the remote server of the record.
+    void applyRemoteServer();
+    /// Stores a changed setting in @p field of the record. @return an empty list
+    ListSetting changeRemoteServer(QString &field, const Setting &setting);
 
     LoggerModuleAdaptor *m_adaptor = nullptr; ///< owned through the parent/child relation
 };

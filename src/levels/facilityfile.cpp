@@ -55,6 +55,11 @@ QString unknownFacilityText(const QString &facility)
     return QStringLiteral("No config file for facility : ") + facility;
 }
 
+bool isUsableFacility(const QString &check, const QString &facility)
+{
+    return check.contains(QLatin1String("OK")) && check != unknownFacilityText(facility);
+}
+
 bool hasFacilitySignature(const QStringList &lines)
 {
     return lines.size() == lineCount && lines.last() == signature;

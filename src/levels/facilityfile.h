@@ -27,6 +27,10 @@ bool applicationExists(const QString &directory, const QString &facility);
 /// What searchFacility() answers for a facility that the phone does not have.
 QString unknownFacilityText(const QString &facility);
 
+/// Whether @p check, searchFacility()'s answer for @p facility, says that it can be used. A refusal
+/// ends in the name, which may itself contain "OK".
+bool isUsableFacility(const QString &check, const QString &facility);
+
 /// Whether @p lines end where a facility file ends: four of them, the last one the signature.
 bool hasFacilitySignature(const QStringList &lines);
 

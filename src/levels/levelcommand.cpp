@@ -25,13 +25,6 @@ ConfigLineEdit levelEdit(const QString &activity, const QString &level)
     return edit;
 }
 
-/// Whether searchFacility() found @p facility. Its refusal ends in the name, which may itself
-/// contain "OK".
-bool isUsable(const QString &check, const QString &facility)
-{
-    return check.contains(QLatin1String("OK")) && check != unknownFacilityText(facility);
-}
-
 } // namespace
 
 QString LoggerModule::level()
@@ -60,7 +53,7 @@ QString LoggerModule::level(const QString &activity, const QString &level, bool 
         return QStringLiteral("level restore failed");
     }
     const QString check = searchFacility(activity);
-    if (!isUsable(check, activity)) {
+    if (!isUsableFacility(check, activity)) {
         return QStringLiteral("Not a valid activity : ") + activity;
     }
     if (activity == allActivities && level == QLatin1String("init")) {

@@ -193,12 +193,20 @@ void tst_Interface::moduleSlotsAreInOrder()
         QStringLiteral("QString level()"),
         QStringLiteral("QString level(QString,QString,bool)"),
         QStringLiteral("QString level(QString,QString)"),
+        QStringLiteral("QString redirect()"),
+        QStringLiteral("QString redirect(QString,QString)"),
+        QStringLiteral("QString redirect(QString,QString,QString,int)"),
+        QStringLiteral("QString redirect(QString,QString,QString)"),
         QStringLiteral("QVariantMap getSyslogLevels()"),
         QStringLiteral("QVariantMap setSyslogLevels(QString,bool)"),
         QStringLiteral("QVariantMap setSyslogLevels(QString)"),
         QStringLiteral("QVariantMap resetSyslogLevelsToErr(bool)"),
         QStringLiteral("QVariantMap resetSyslogLevelsToErr()"),
         QStringLiteral("QString defence(int,QString)"),
+        QStringLiteral("ListSetting logRemoteServerAddress(Setting)"),
+        QStringLiteral("ListSetting logRemoteServerPort(Setting)"),
+        QStringLiteral("ListSetting logRemoteServerProto(Setting)"),
+        QStringLiteral("ListSetting logRemoteServer(Setting)"),
     };
     QCOMPARE(ownSlots(LoggerModule::staticMetaObject), expected);
 }
@@ -365,14 +373,14 @@ void tst_Interface::missingSlotAnswersACallerAndTheServiceGoesOn()
 {
     Phone::Service service(Phone::environmentForExceptions());
     // The platform ends such a call for its caller instead of leaving it to run into its time-out.
-    const QDBusMessage reply = Phone::call(QStringLiteral("redirect"));
+    const QDBusMessage reply = Phone::call(QStringLiteral("generateLogsForWeb"));
     QCOMPARE(reply.type(), QDBusMessage::ErrorMessage);
     QCOMPARE(Phone::text(QStringLiteral("logComments"),
                          {QStringLiteral("qvxaudio"), QStringLiteral("after the failure")}),
              QStringLiteral("OK"));
     QVERIFY(Phone::waitForContent(QStringLiteral("/var/log/LoggerModule.log"),
                                   "QVXException of LoggerModule, type 4: "
-                                  "Adaptor::invokeMethod failed: redirect"));
+                                  "Adaptor::invokeMethod failed: generateLogsForWeb"));
     QCOMPARE(service.stop(), 0);
 }
 

@@ -11,16 +11,21 @@ public:
     TestableModule() = default;
 
     using LoggerModule::checkTemporaryConfig;
+    using LoggerModule::createLogDirectories;
+    using LoggerModule::deleteFacilityConfigFiles;
     using LoggerModule::initConfigFile;
     using LoggerModule::initializeLevelDestination;
+    using LoggerModule::initLogServerStruct;
     using LoggerModule::modify;
     using LoggerModule::readFacilityFile;
+    using LoggerModule::redirectAllActivities;
     using LoggerModule::restart;
     using LoggerModule::restoreConfigFile;
     using LoggerModule::restoreFacilityFile;
     using LoggerModule::restoreSylogConfig;
     using LoggerModule::searchFacility;
     using LoggerModule::setAllFacilityLevels;
+    using LoggerModule::setAllFacilityRedirections;
     using LoggerModule::setAllLevels;
     using LoggerModule::updateFacilityFile;
     using LoggerModule::writeFacilitylevel;
