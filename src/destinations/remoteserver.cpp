@@ -8,6 +8,8 @@
 
 #include <QDBusReply>
 
+#include <array>
+
 RemoteServerConfig remoteServerConfig;
 
 QString buildRemoteDestination(const RemoteServerConfig &record)
@@ -36,11 +38,12 @@ void LoggerModule::initLogServerStruct()
         const char *errorPrefix;
     };
     // The prefixes differ by one letter, and scripts look for them.
-    const Source sources[]
-        = {{"LogRemoteServerAddress", &RemoteServerConfig::address, "syncRemoteCall error : "},
-           {"LogRemoteServerPort", &RemoteServerConfig::port, "syncRemotecall error : "},
-           {"LogRemoteServerProtocol", &RemoteServerConfig::protocol, "syncRemoteCall error : "},
-           {"LogRemoteServerExist", &RemoteServerConfig::exist, "syncRemoteCall error : "}};
+    const std::array<Source, 4> sources {{
+        {"LogRemoteServerAddress", &RemoteServerConfig::address, "syncRemoteCall error : "},
+        {"LogRemoteServerPort", &RemoteServerConfig::port, "syncRemotecall error : "},
+        {"LogRemoteServerProtocol", &RemoteServerConfig::protocol, "syncRemoteCall error : "},
+        {"LogRemoteServerExist", &RemoteServerConfig::exist, "syncRemoteCall error : "},
+    }};
     for (const Source &source : sources) {
         const bool isAddress = source.field == &RemoteServerConfig::address;
         try {
