@@ -8,7 +8,8 @@
 #include <QSettings>
 #include <QString>
 
-/// Keeps settings by name in a file. A setting that was never set has the value "UNDEFINED".
+/// Keeps settings by name in a file. A setting that was never set has the value "UNDEFINED". A
+/// module that follows a setting is called when its value changes.
 class SettingsManager : public QVXModule
 {
     Q_OBJECT

@@ -188,10 +188,10 @@ QString LoggerModule::setAllFacilityRedirections(const QString &destination, con
         }
         if (activity == QLatin1String("defence")) {
             logError(QStringLiteral(
-                "Facility config file Defence.conf corrupted -- initKeyword to default value "));
+                "Facility config file Defence.conf corrupted -- initialize to default value "));
         } else {
             logError(QStringLiteral("Facility config file") + activity
-                     + QStringLiteral("corrupted -- initKeyword to default value "));
+                     + QStringLiteral("corrupted -- initialize to default value "));
         }
     }
     if (corrupted) {
