@@ -358,7 +358,7 @@ void tst_Level::refusesALevelWord_data()
     row("statement", one, QStringLiteral("err..emerg); program(\"x\""));
     row("Init for all", all, QStringLiteral("Init"));
     row("Restore for all", all, QStringLiteral("Restore"));
-    row("placeholder", one, QStringLiteral("%1"));
+    row("percent and digit", one, QStringLiteral("%1"));
     row("100 kB", one, QString(100000, QLatin1Char('e')));
 }
 
@@ -400,7 +400,7 @@ void tst_Level::refusesAnActivity_data()
     row("blank behind", QStringLiteral("qvxsipua "));
     row("suffix", QStringLiteral("qvxsipua.conf"));
     row("glob", QStringLiteral("*"));
-    row("placeholder", QStringLiteral("%1%2"));
+    row("percent and digits", QStringLiteral("%1%2"));
     row("100 kB", QString(100000, QLatin1Char('a')));
     row("100 kB of slashes", QString(100000, QLatin1Char('/')));
 }

@@ -501,7 +501,7 @@ void TestDestinationSyntax::networkDestinationIsJoined_data()
     row("nothing is looked at", "UDP", "a\"b", "-1", R"(UDP("a"b" port(-1)))");
     row("empty", "", "", "", R"(("" port()))");
     row("blanks are kept", " udp ", " h ", " 1 ", R"( udp (" h " port( 1 )))");
-    row("placeholders are kept", "%1", "%2", "%3", R"(%1("%2" port(%3)))");
+    row("percent and digits are kept", "%1", "%2", "%3", R"(%1("%2" port(%3)))");
 }
 
 void TestDestinationSyntax::networkDestinationIsJoined()
