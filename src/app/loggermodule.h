@@ -70,6 +70,25 @@ public Q_SLOTS:
     QString logComments(const QString &facility, const QString &comment);
 
     /**
+     * Removes the log files in RAM: what stands in /var/log/ under a name that contains a dot and
+     * does not begin with one, subdirectories excepted. Then syslog-ng is told to reload, so that
+     * it writes to new files. Makes that directory the process's working directory.
+     * @return "All logs files removed in /var/log/ directory.", also when a file could not be
+     *         removed; "No Log file to remove in /var/log/ directory" when it cannot be entered
+     */
+    QString deleteTmpLogFiles();
+
+    /**
+     * Removes the log files in RAM and those in flash, /log/flash/, which becomes the working
+     * directory.
+     * @param parameter "flash"
+     * @return "All logs files removed in /var/log/ and /log/flash/ directories.", "No Log file to
+     *         remove in /var/log/ and /log/flash/ directories", or "Wrong parameter in
+     *         deleteTmpLogFileWithParameter"
+     */
+    QString deleteTmpLogFiles(const QString &parameter);
+
+    /**
      * Lists the activities with level, support and destination.
      * @return LoggerConfigList::activityTable() of the live file
      */
@@ -157,6 +176,16 @@ public Q_SLOTS:
      *         error OK"; or "1" and "Error when setting all log levels to error"
      */
     QVariantMap resetSyslogLevelsToErr(bool async = true);
+
+    /**
+     * Packs /var/log, /log and /data/core with tar(1) into /var/volatile/tmp/all_logs.tar.gz, and
+     * links it to /www/pages/all_logs.tar.gz for the web server. Blocks for up to 60 s. A command
+     * that takes longer than 30 s is stopped, with an archive that is cut short and the old link.
+     * @return "value" "0" and "msg" "Generate logs successfully", also when the command was stopped
+     *         or could not be started; "1" and "Error on exit" when tar or ln failed: tar does when
+     *         a log grows while it is read
+     */
+    QVariantMap generateLogsForWeb();
 
     /**
      * Works on the newest lines of the defence log /log/Defence.log, which is created when missing.
@@ -321,6 +350,13 @@ protected:
     /// Reads the remote log server's settings from the settings service, and applies them when
     /// there is a server.
     void initLogServerStruct();
+    ///@}
+
+    /** @name Log files (destinations/) */
+    ///@{
+
+    /// Both forms of deleteTmpLogFiles(). @param withFlash whether /log/flash/ is emptied, too
+    QString deleteLogFiles(bool withFlash);
     ///@}
 
     /** @name Start and factory reset (app/) */

@@ -190,6 +190,8 @@ void tst_Interface::moduleSlotsAreInOrder()
     const QStringList expected {
         QStringLiteral("QString setLevel(QString,int)"),
         QStringLiteral("QString logComments(QString,QString)"),
+        QStringLiteral("QString deleteTmpLogFiles()"),
+        QStringLiteral("QString deleteTmpLogFiles(QString)"),
         QStringLiteral("QString level()"),
         QStringLiteral("QString level(QString,QString,bool)"),
         QStringLiteral("QString level(QString,QString)"),
@@ -202,6 +204,7 @@ void tst_Interface::moduleSlotsAreInOrder()
         QStringLiteral("QVariantMap setSyslogLevels(QString)"),
         QStringLiteral("QVariantMap resetSyslogLevelsToErr(bool)"),
         QStringLiteral("QVariantMap resetSyslogLevelsToErr()"),
+        QStringLiteral("QVariantMap generateLogsForWeb()"),
         QStringLiteral("QString defence(int,QString)"),
         QStringLiteral("ListSetting logRemoteServerAddress(Setting)"),
         QStringLiteral("ListSetting logRemoteServerPort(Setting)"),
@@ -371,16 +374,18 @@ void tst_Interface::missingSlotThrowsAndSaysWhich()
 
 void tst_Interface::missingSlotAnswersACallerAndTheServiceGoesOn()
 {
-    Phone::Service service(Phone::environmentForExceptions());
+    // As when an older module stands behind a newer adaptor.
+    Phone::Service service(Phone::environmentForExceptions(), true,
+                           QStringLiteral(BARE_LOGGER_PROGRAM));
     // The platform ends such a call for its caller instead of leaving it to run into its time-out.
     const QDBusMessage reply = Phone::call(QStringLiteral("generateLogsForWeb"));
     QCOMPARE(reply.type(), QDBusMessage::ErrorMessage);
-    QCOMPARE(Phone::text(QStringLiteral("logComments"),
-                         {QStringLiteral("qvxaudio"), QStringLiteral("after the failure")}),
-             QStringLiteral("OK"));
     QVERIFY(Phone::waitForContent(QStringLiteral("/var/log/LoggerModule.log"),
-                                  "QVXException of LoggerModule, type 4: "
-                                  "Adaptor::invokeMethod failed: generateLogsForWeb"));
+                                  ", type 4: Adaptor::invokeMethod failed: generateLogsForWeb\n"));
+    QCOMPARE(Phone::call(QStringLiteral("logComments"), {QString(), QString()}).type(),
+             QDBusMessage::ErrorMessage);
+    QVERIFY(Phone::waitForContent(QStringLiteral("/var/log/LoggerModule.log"),
+                                  ", type 4: Adaptor::invokeMethod failed: logComments\n"));
     QCOMPARE(service.stop(), 0);
 }
 

@@ -102,7 +102,7 @@ bool waitForContent(const QString &path, const QByteArray &part, int timeout)
     return QTest::qWaitFor([&] { return read(path).contains(part); }, timeout);
 }
 
-Service::Service(const QProcessEnvironment &environment, bool waitForName)
+Service::Service(const QProcessEnvironment &environment, bool waitForName, const QString &program)
     : m_process(std::make_unique<QProcess>())
 {
     stopBootedService();
@@ -111,7 +111,7 @@ Service::Service(const QProcessEnvironment &environment, bool waitForName)
     m_process->setProcessChannelMode(QProcess::MergedChannels);
     m_process->setStandardOutputFile(serviceOutputFile);
     m_process->setWorkingDirectory(QStringLiteral("/run/phone"));
-    m_process->start(serviceProgram, QStringList());
+    m_process->start(program, QStringList());
     if (!m_process->waitForStarted()) {
         qFatal("cannot start the service");
     }

@@ -61,11 +61,11 @@ bool waitForContent(const QString &path, const QByteArray &part, int timeout = 1
 class Service
 {
 public:
-    /// Stops the running service, if any, and starts it with @p environment; waits until its name
-    /// is on the bus, unless @p waitForName is false.
+    /// Stops the running service, if any, and starts @p program with @p environment; waits until
+    /// its name is on the bus, unless @p waitForName is false.
     explicit Service(const QProcessEnvironment &environment
                      = QProcessEnvironment::systemEnvironment(),
-                     bool waitForName = true);
+                     bool waitForName = true, const QString &program = serviceProgram);
     /// Ends it if it still runs; a bad end (a sanitizer's report, say) ends the test program.
     ~Service();
     Q_DISABLE_COPY(Service)

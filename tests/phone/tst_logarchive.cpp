@@ -1,0 +1,346 @@
+// The archive for the web interface: what is in it, how it is published, and what goes wrong.
+// SPDX-License-Identifier: MIT
+#include "support/faults.h"
+#include "support/logcapture.h"
+#include "support/phone.h"
+#include "support/testablemodule.h"
+
+#include <QDBusArgument>
+#include <QDBusMessage>
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <sys/resource.h>
+
+namespace {
+
+const QString archive = QStringLiteral("/var/volatile/tmp/all_logs.tar.gz");
+const QString published = QStringLiteral("/www/pages/all_logs.tar.gz");
+const QString record = QStringLiteral("/run/phone/archive.record");
+const QString statusFile = QStringLiteral("/run/phone/archive.status");
+
+const QVariantMap success {
+    {QStringLiteral("value"), QStringLiteral("0")},
+    {QStringLiteral("msg"), QStringLiteral("Generate logs successfully")},
+};
+const QVariantMap failure {
+    {QStringLiteral("value"), QStringLiteral("1")},
+    {QStringLiteral("msg"), QStringLiteral("Error on exit")},
+};
+
+QVariantMap generate()
+{
+    const QDBusMessage reply = Phone::call(QStringLiteral("generateLogsForWeb"));
+    return qdbus_cast<QVariantMap>(reply.arguments().value(0));
+}
+
+/// A search path that finds the programs of the fakes folder @p name first.
+QString pathWith(const QString &name)
+{
+    return Faults::fake(name) + QLatin1Char(':') + qEnvironmentVariable("PATH");
+}
+
+QProcessEnvironment environmentWith(const QString &name)
+{
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("PATH"), pathWith(name));
+    return environment;
+}
+
+/// Runs a program to its end; what it wrote to standard output, or a null array when it failed.
+QByteArray outputOf(const QString &program, const QStringList &arguments)
+{
+    QProcess process;
+    process.start(program, arguments);
+    if (!process.waitForFinished() || process.exitStatus() != QProcess::NormalExit
+        || process.exitCode() != 0) {
+        return {};
+    }
+    const QByteArray output = process.readAllStandardOutput();
+    return output.isNull() ? QByteArray("") : output;
+}
+
+/// What the phone's web server gives out.
+QByteArray download()
+{
+    return outputOf(QStringLiteral("busybox"),
+                    {QStringLiteral("wget"), QStringLiteral("-q"), QStringLiteral("-O"),
+                     QStringLiteral("-"), QStringLiteral("http://127.0.0.1/all_logs.tar.gz")});
+}
+
+/// The processes that a fake has noted.
+QList<pid_t> recordedProcesses()
+{
+    QList<pid_t> pids;
+    const QList<QByteArray> words = Phone::read(record).trimmed().split(' ');
+    for (const QByteArray &word : words) {
+        pids.append(word.toInt());
+    }
+    return pids;
+}
+
+/// Whether a process does anything still; one that nobody has waited for yet does not.
+bool runs(pid_t pid)
+{
+    const QByteArray status = Phone::read(QStringLiteral("/proc/%1/stat").arg(pid));
+    const int state = status.lastIndexOf(')') + 2;
+    return !status.isEmpty() && status.at(state) != 'Z';
+}
+
+} // namespace
+
+class tst_LogArchive : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+    void cleanup();
+
+    void webServerOffersWhatWasLogged();
+    void nextCallMakesItAnew();
+    void commandLineIsLiteral();
+    void nothingIsLogged();
+    void missingDirectory_data();
+    void missingDirectory();
+    void linkThatCannotBeMade();
+    void otherFileInTheLinksPlaceGivesWay();
+    // From here on with services of the test's own, after the end of the booted one.
+    void failingTar_data();
+    void failingTar();
+    void outputOfAnyLength();
+    void shellThatDies();
+    void shellThatCannotBeStarted();
+    void longerThanTheTimeOut();
+};
+
+void tst_LogArchive::initTestCase()
+{
+    QVERIFY2(Phone::isBox(), "runs in the phone in a box only");
+}
+
+void tst_LogArchive::init()
+{
+    Faults::removeAll(archive);
+    Faults::removeAll(published);
+    Faults::removeAll(record);
+    Faults::removeAll(statusFile);
+}
+
+void tst_LogArchive::cleanup()
+{
+    init();
+    QDir().mkpath(QStringLiteral("/data/core"));
+    QDir().mkpath(QStringLiteral("/www/pages"));
+    QDir().mkpath(QStringLiteral("/var/volatile/tmp"));
+}
+
+void tst_LogArchive::webServerOffersWhatWasLogged()
+{
+    const QString redirect = QStringLiteral("redirect");
+    Phone::call(redirect,
+                {QStringLiteral("sipmmi"), QStringLiteral("flash"), QStringLiteral("mmi")});
+    const QTemporaryDir elsewhere;
+    const QString target = elsewhere.filePath(QStringLiteral("target"));
+    Phone::write(target, "behind a link\n");
+    Phone::write(QStringLiteral("/data/core/core.1234"),
+                 QByteArray("\x7f"
+                            "ELF\0core",
+                            9));
+    QVERIFY(QFile::link(target, QStringLiteral("/var/log/link.log")));
+    QVERIFY(QFile::link(elsewhere.path(), QStringLiteral("/log/directory")));
+    const auto logged = [](const QString &activity, const QString &facility, const QString &file,
+                           const QByteArray &message) {
+        return QTest::qWaitFor(
+            [&] {
+                Phone::logMessage(activity, facility, QStringLiteral("err"),
+                                  QString::fromUtf8(message));
+                return Phone::waitForContent(file, message, 200);
+            },
+            20000);
+    };
+    QVERIFY(logged(QStringLiteral("qvxsipua"), QStringLiteral("local3"),
+                   QStringLiteral("/var/log/qvxsipua.log"), "in RAM"));
+    QVERIFY(logged(QStringLiteral("sipmmi"), QStringLiteral("local5"),
+                   QStringLiteral("/log/flash/mmi.log"), "in flash"));
+    QVERIFY(logged(QStringLiteral("defence"), QStringLiteral("auth"),
+                   QStringLiteral("/log/Defence.log"), "of defence"));
+
+    QCOMPARE(generate(), success);
+    QCOMPARE(Faults::state(published), QByteArray("<link to ") + archive.toUtf8() + '>');
+    const QByteArray content = download();
+    QVERIFY(!content.isEmpty());
+    QCOMPARE(content, Phone::read(archive));
+
+    const QTemporaryDir unpacked;
+    const QString file = unpacked.filePath(QStringLiteral("all_logs.tar.gz"));
+    Phone::write(file, content);
+    QVERIFY(!outputOf(QStringLiteral("tar"),
+                      {QStringLiteral("-xzf"), file, QStringLiteral("-C"), unpacked.path()})
+                 .isNull());
+    const auto has = [&](const QString &path, const QByteArray &part) {
+        const QFileInfo info(unpacked.filePath(path));
+        return info.isFile() && !info.isSymLink() && Phone::read(info.filePath()).contains(part);
+    };
+    QVERIFY(has(QStringLiteral("var/log/qvxsipua.log"), "in RAM"));
+    QVERIFY(has(QStringLiteral("log/flash/mmi.log"), "in flash"));
+    QVERIFY(has(QStringLiteral("log/Defence.log"), "of defence"));
+    QVERIFY(has(QStringLiteral("data/core/core.1234"), QByteArray("ELF\0core", 8)));
+    QVERIFY(has(QStringLiteral("var/log/link.log"), "behind a link\n"));
+    QVERIFY(has(QStringLiteral("log/directory/target"), "behind a link\n"));
+
+    Faults::removeAll(QStringLiteral("/var/log/link.log"));
+    Faults::removeAll(QStringLiteral("/log/directory"));
+    Faults::removeAll(QStringLiteral("/data/core/core.1234"));
+    Phone::resetConfiguration();
+}
+
+void tst_LogArchive::nextCallMakesItAnew()
+{
+    QCOMPARE(generate(), success);
+    Phone::write(QStringLiteral("/data/core/second"), "second\n");
+    Phone::write(archive, "no archive");
+    QCOMPARE(generate(), success);
+    QVERIFY(outputOf(QStringLiteral("tar"), {QStringLiteral("-tzf"), archive})
+                .contains("\ndata/core/second\n"));
+    QCOMPARE(download(), Phone::read(archive));
+    Faults::removeAll(QStringLiteral("/data/core/second"));
+}
+
+void tst_LogArchive::commandLineIsLiteral()
+{
+    const Faults::SearchPath path(pathWith(QStringLiteral("archive-noting")));
+    TestableModule module;
+    QCOMPARE(module.generateLogsForWeb(), success);
+    QCOMPARE(Phone::read(record),
+             QByteArray("tar <-chzf> </var/volatile/tmp/all_logs.tar.gz> </var/log> </log> "
+                        "</data/core>\n"
+                        "ln <-sf> </var/volatile/tmp/all_logs.tar.gz> "
+                        "</www/pages/all_logs.tar.gz>\n"));
+}
+
+void tst_LogArchive::nothingIsLogged()
+{
+    const LogCapture log;
+    TestableModule module;
+    QCOMPARE(module.generateLogsForWeb(), success);
+    Faults::removeAll(QStringLiteral("/data/core"));
+    QCOMPARE(module.generateLogsForWeb(), failure);
+    QCOMPARE(Faults::logged(log), QStringList());
+}
+
+void tst_LogArchive::missingDirectory_data()
+{
+    QTest::addColumn<QString>("directory");
+    QTest::newRow("core dumps") << QStringLiteral("/data/core");
+    QTest::newRow("volatile storage") << QStringLiteral("/var/volatile/tmp");
+}
+
+void tst_LogArchive::missingDirectory()
+{
+    QFETCH(QString, directory);
+    Faults::removeAll(directory);
+    QCOMPARE(generate(), failure);
+    QCOMPARE(Faults::state(published), QByteArray("<missing>"));
+}
+
+void tst_LogArchive::linkThatCannotBeMade()
+{
+    Faults::removeAll(QStringLiteral("/www/pages"));
+    QCOMPARE(generate(), failure);
+    QVERIFY(QFile::exists(archive));
+}
+
+void tst_LogArchive::otherFileInTheLinksPlaceGivesWay()
+{
+    Phone::write(published, "page\n");
+    QCOMPARE(generate(), success);
+    QCOMPARE(Faults::state(published), QByteArray("<link to ") + archive.toUtf8() + '>');
+}
+
+void tst_LogArchive::failingTar_data()
+{
+    QTest::addColumn<int>("status");
+    QTest::newRow("a file grew while it was read") << 1;
+    QTest::newRow("fatal") << 2;
+    QTest::newRow("no such program") << 127;
+    QTest::newRow("ended by a signal, to the shell") << 137;
+    QTest::newRow("the highest there is") << 255;
+}
+
+void tst_LogArchive::failingTar()
+{
+    QFETCH(int, status);
+    Phone::write(statusFile, QByteArray::number(status));
+    const Phone::Service service(environmentWith(QStringLiteral("archive-exit")));
+    QCOMPARE(generate(), failure);
+    QCOMPARE(Faults::state(published), QByteArray("<missing>"));
+    // The link of an earlier archive is not refreshed either.
+    QVERIFY(QFile::link(QStringLiteral("/earlier"), published));
+    QCOMPARE(generate(), failure);
+    QCOMPARE(Faults::state(published), QByteArray("<link to /earlier>"));
+    Phone::write(statusFile, "0");
+    QCOMPARE(generate(), success);
+    QCOMPARE(Faults::state(published), QByteArray("<link to ") + archive.toUtf8() + '>');
+}
+
+void tst_LogArchive::outputOfAnyLength()
+{
+    const Phone::Service service(environmentWith(QStringLiteral("archive-talking")));
+    QCOMPARE(generate(), success);
+    QCOMPARE(service.output(), QByteArray());
+}
+
+void tst_LogArchive::shellThatDies()
+{
+    const Phone::Service service(environmentWith(QStringLiteral("archive-killing")));
+    QCOMPARE(generate(), failure);
+    const QList<pid_t> pids = recordedProcesses();
+    QCOMPARE(pids.size(), 2);
+    for (const pid_t pid : pids) {
+        QVERIFY(pid > 1);
+        QVERIFY2(QTest::qWaitFor([pid] { return !runs(pid); }, 1000), Phone::read(record));
+    }
+}
+
+void tst_LogArchive::shellThatCannotBeStarted()
+{
+    TestableModule module;
+    QVariantMap answer;
+    {
+        // No file descriptor is left for the pipes to the shell.
+        rlimit saved = {};
+        getrlimit(RLIMIT_NOFILE, &saved);
+        const rlimit none = {0, saved.rlim_max};
+        setrlimit(RLIMIT_NOFILE, &none);
+        answer = module.generateLogsForWeb();
+        setrlimit(RLIMIT_NOFILE, &saved);
+    }
+    QCOMPARE(answer, success);
+    QVERIFY(!QFile::exists(archive));
+    QCOMPARE(Faults::state(published), QByteArray("<missing>"));
+    QCOMPARE(module.generateLogsForWeb(), success);
+    QVERIFY(QFile::exists(archive));
+}
+
+void tst_LogArchive::longerThanTheTimeOut()
+{
+    const Phone::Service service(environmentWith(QStringLiteral("archive-endless")));
+    QCOMPARE(generate(), success);
+    const QList<pid_t> pids = recordedProcesses();
+    QCOMPARE(pids.size(), 3);
+    for (const pid_t pid : pids) {
+        QVERIFY(pid > 1);
+        QVERIFY2(QTest::qWaitFor([pid] { return !runs(pid); }, 1000), Phone::read(record));
+    }
+    QCOMPARE(Faults::state(published), QByteArray("<missing>"));
+    QCOMPARE(Phone::text(QStringLiteral("logComments"), {QString(), QString()}),
+             QStringLiteral("OK"));
+}
+
+QTEST_GUILESS_MAIN(tst_LogArchive)
+#include "tst_logarchive.moc"
