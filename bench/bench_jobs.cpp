@@ -1,45 +1,13 @@
-// How long another caller waits while a background job of seven items runs: the answers to
-// logComments against the time of the whole job, in one run.
+// A background job of seven levels beside the outside work of seven changes, and how long other
+// callers wait meanwhile.
 // SPDX-License-Identifier: MIT
+#include "measure.h"
+
 #include <QCoreApplication>
-#include <QDBusConnection>
-#include <QDBusMessage>
-#include <QElapsedTimer>
-#include <QFile>
-#include <QVector>
 
 #include <algorithm>
-#include <cstdio>
-#include <cstdlib>
 
 namespace {
-
-constexpr int defaultRuns = 20;
-
-QDBusMessage call(const QString &method, const QVariantList &arguments = {})
-{
-    QDBusMessage message = QDBusMessage::createMethodCall(
-        QStringLiteral("com.corvane.Quorvix.LoggerModule"),
-        QStringLiteral("/com/corvane/Quorvix/LoggerModule"),
-        QStringLiteral("com.corvane.Quorvix.QVXInterface"), method);
-    message.setArguments(arguments);
-    QDBusMessage reply = QDBusConnection::systemBus().call(message, QDBus::Block, 60000);
-    if (reply.type() != QDBusMessage::ReplyMessage) {
-        qFatal("%s: %s", qPrintable(method), qPrintable(reply.errorMessage()));
-    }
-    return reply;
-}
-
-double milliseconds(const QElapsedTimer &timer)
-{
-    return double(timer.nsecsElapsed()) / 1e6;
-}
-
-double median(QVector<double> values)
-{
-    std::sort(values.begin(), values.end());
-    return values.at(values.size() / 2);
-}
 
 /// The text of a job that changes seven activities to @p level.
 QString items(const QString &level)
@@ -47,7 +15,10 @@ QString items(const QString &level)
     QString text;
     for (const char *activity : {"qvxaudio", "qvxsipua", "Platform", "SettingsManager", "sipmmi",
                                  "Telephony", "LoggerModule"}) {
-        text += QLatin1String(activity) + QLatin1Char(':') + level + QLatin1Char(',');
+        text += QLatin1String(activity);
+        text += QLatin1Char(':');
+        text += level;
+        text += QLatin1Char(',');
     }
     return text;
 }
@@ -57,34 +28,46 @@ QString items(const QString &level)
 int main(int argc, char *argv[])
 {
     const QCoreApplication application(argc, argv);
-    const int runs = argc > 1 ? std::max(1, std::atoi(argv[1])) : defaultRuns;
-    if (!QFile::exists(QStringLiteral("/run/phone"))) {
-        std::fputs("bench_jobs: runs in the phone in a box only: ./phone bench\n", stderr);
-        return 2;
-    }
+    const int runs = Measure::begin(argc, argv, 60);
     QVector<double> jobs;
+    QVector<double> outside;
+    QVector<double> listings;
     QVector<double> answers;
+    const auto startJob = [](int run) {
+        Measure::call(QStringLiteral("setSyslogLevels"),
+                      {items(run % 2 ? QStringLiteral("err") : QStringLiteral("warning"))});
+    };
     for (int run = 0; run < runs; ++run) {
-        QElapsedTimer job;
-        job.start();
-        call(QStringLiteral("setSyslogLevels"),
-             {items(run % 2 ? QStringLiteral("err") : QStringLiteral("warning"))});
-        for (int comment = 0; comment < 20; ++comment) {
-            QElapsedTimer answer;
-            answer.start();
-            call(QStringLiteral("logComments"), {QString(), QStringLiteral("while a job runs")});
-            answers.append(milliseconds(answer));
-        }
-        // The listing waits for the job.
-        call(QStringLiteral("level"));
-        jobs.append(milliseconds(job));
+        // The listing waits until the last item is applied.
+        jobs.append(Measure::time([&] {
+            startJob(run);
+            Measure::call(QStringLiteral("level"));
+        }));
+        listings.append(Measure::time([] { Measure::call(QStringLiteral("level")); }));
+        outside.append(Measure::time([] {
+            for (int item = 0; item < 7; ++item) {
+                Measure::outsideWork();
+            }
+        }));
     }
-    std::printf("job of 7 items      %8.2f ms   (median of %d)\n", median(jobs), runs);
-    std::printf("logComments meanwhile %6.2f ms   (median of %d)\n", median(answers),
-                answers.size());
-    std::printf("  its worst         %8.2f ms\n",
-                *std::max_element(answers.cbegin(), answers.cend()));
-    std::printf("worst to job        %8.3f\n",
-                *std::max_element(answers.cbegin(), answers.cend()) / median(jobs));
+    for (int run = 0; run < runs; ++run) {
+        startJob(run);
+        for (int comment = 0; comment < 20; ++comment) {
+            answers.append(Measure::time([] {
+                Measure::call(QStringLiteral("logComments"),
+                              {QString(), QStringLiteral("while a job runs")});
+            }));
+        }
+        Measure::call(QStringLiteral("level"));
+    }
+    const double jobTime = Measure::median(jobs) - Measure::median(listings);
+    std::sort(answers.begin(), answers.end());
+    Measure::print("setSyslogLevels of 7, until the last is applied", jobTime, runs);
+    Measure::print("7 times the outside work", Measure::median(outside), runs);
+    Measure::print("logComments meanwhile", Measure::median(answers), answers.size());
+    Measure::print("its worst in a hundred", answers.at(answers.size() * 99 / 100), answers.size());
+    Measure::print("its worst of all", answers.last(), answers.size());
+    Measure::printRatio("setSyslogLevels of 7 to its outside work",
+                        jobTime / Measure::median(outside), 1.2);
     return 0;
 }

@@ -1,98 +1,41 @@
-// What a level change over D-Bus costs beside its unavoidable outside work: syslog-ng's syntax
-// check through the shell, and kill -hup. Both are measured in turn, in one run.
+// What a level change over D-Bus costs beside its unavoidable outside work, and beside the shell
+// script that one would write instead of this service. All are measured in turn.
 // SPDX-License-Identifier: MIT
+#include "measure.h"
+
 #include <QCoreApplication>
-#include <QDBusConnection>
-#include <QDBusMessage>
-#include <QElapsedTimer>
-#include <QFile>
-#include <QVector>
-
-#include <algorithm>
-#include <cstdio>
-#include <cstdlib>
-
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-namespace {
-
-constexpr int defaultRuns = 60;
-
-/// The whole call. @return the time in milliseconds
-double levelCall(const QString &level)
-{
-    QDBusMessage call = QDBusMessage::createMethodCall(
-        QStringLiteral("com.corvane.Quorvix.LoggerModule"),
-        QStringLiteral("/com/corvane/Quorvix/LoggerModule"),
-        QStringLiteral("com.corvane.Quorvix.QVXInterface"), QStringLiteral("level"));
-    call.setArguments({QStringLiteral("qvxsipua"), level});
-    QElapsedTimer timer;
-    timer.start();
-    const QDBusMessage reply = QDBusConnection::systemBus().call(call, QDBus::Block, 60000);
-    const double elapsed = double(timer.nsecsElapsed()) / 1e6;
-    const QString answer = reply.arguments().value(0).toString();
-    if (answer
-        != QStringLiteral("Level ") + level + QStringLiteral(" for facility : qvxsipua OK")) {
-        qFatal("the service answered: %s", qPrintable(answer));
-    }
-    return elapsed;
-}
-
-/// The outside work alone. @return the time in milliseconds
-double outsideWork(const QByteArray &pid)
-{
-    QElapsedTimer timer;
-    timer.start();
-    const int status = std::system("/usr/sbin/syslog-ng -s -f "
-                                   "/data/QVXApplication/LoggerModule/syslog/logappli.conf.tmp "
-                                   "2>&1");
-    QByteArray program("kill");
-    QByteArray option("-hup");
-    QByteArray argument(pid);
-    char *arguments[] = {program.data(), option.data(), argument.data(), nullptr};
-    pid_t child = 0;
-    int killed = -1;
-    if (posix_spawnp(&child, "kill", nullptr, nullptr, arguments, environ) == 0) {
-        waitpid(child, &killed, 0);
-    }
-    const double elapsed = double(timer.nsecsElapsed()) / 1e6;
-    if (status != 0 || killed != 0) {
-        qFatal("the outside work failed");
-    }
-    return elapsed;
-}
-
-double median(QVector<double> values)
-{
-    std::sort(values.begin(), values.end());
-    const int middle = values.size() / 2;
-    return values.size() % 2 ? values.at(middle) : (values.at(middle - 1) + values.at(middle)) / 2;
-}
-
-} // namespace
 
 int main(int argc, char *argv[])
 {
     const QCoreApplication application(argc, argv);
-    const int runs = argc > 1 ? std::max(1, std::atoi(argv[1])) : defaultRuns;
-    QFile pidFile(QStringLiteral("/var/run/syslog-ng.pid"));
-    if (!QFile::exists(QStringLiteral("/run/phone")) || !pidFile.open(QIODevice::ReadOnly)) {
-        std::fputs("bench_level: runs in the phone in a box only: ./phone bench\n", stderr);
-        return 2;
-    }
-    const QByteArray pid = pidFile.readAll().trimmed();
-
+    const int runs = Measure::begin(argc, argv, 60);
     QVector<double> calls;
     QVector<double> outside;
-    levelCall(QStringLiteral("info")); // leaves the temporary file that outsideWork() checks
+    QVector<double> scripts;
+    const QString activity = QStringLiteral("qvxsipua");
+    const auto change = [&](const QString &level) {
+        Measure::expect(QStringLiteral("Level ") + level
+                            + QStringLiteral(" for facility : qvxsipua OK"),
+                        QStringLiteral("level"), {activity, level});
+    };
+    change(QStringLiteral("info")); // leaves the temporary file that the outside work checks
     for (int run = 0; run < runs; ++run) {
-        calls.append(levelCall(run % 2 ? QStringLiteral("debug") : QStringLiteral("err")));
-        outside.append(outsideWork(pid));
+        const bool toErr = run % 2 == 0;
+        const QString level = toErr ? QStringLiteral("err") : QStringLiteral("debug");
+        calls.append(Measure::time([&] { change(level); }));
+        outside.append(Measure::time(Measure::outsideWork));
+        scripts.append(Measure::time([&] {
+            Measure::run(QStringLiteral(LEVEL_SCRIPT),
+                         {activity, toErr ? QStringLiteral("info") : QStringLiteral("notice"),
+                          toErr ? QStringLiteral("6") : QStringLiteral("5")});
+        }));
     }
-    std::printf("level over D-Bus    %8.2f ms   (median of %d)\n", median(calls), runs);
-    std::printf("its outside work    %8.2f ms   (median of %d)\n", median(outside), runs);
-    std::printf("ratio               %8.2f\n", median(calls) / median(outside));
+    const double callTime = Measure::median(calls);
+    Measure::print("level over D-Bus", callTime, runs);
+    Measure::print("its outside work", Measure::median(outside), runs);
+    Measure::print("a shell script for the same", Measure::median(scripts), runs);
+    Measure::printRatio("level to its outside work", callTime / Measure::median(outside), 1.2);
+    const double toScript = callTime / Measure::median(scripts);
+    Measure::printRatio("level to the shell script", toScript, "below 1.0", toScript < 1.0);
     return 0;
 }
