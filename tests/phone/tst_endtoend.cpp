@@ -3,6 +3,7 @@
 // The environment variable RANDOM_SEED repeats another run of the random changes.
 // SPDX-License-Identifier: MIT
 #include "support/phone.h"
+#include "support/syslogdaemon.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
@@ -240,81 +241,6 @@ private:
     }
 
     int m_listener = -1;
-};
-
-/// The syslog daemon, taken over from the boot as soon as it has to be started anew.
-class Daemon
-{
-public:
-    ~Daemon()
-    {
-        if (m_process.state() != QProcess::NotRunning) {
-            m_process.terminate();
-            if (!m_process.waitForFinished() || m_process.exitCode() != 0) {
-                qFatal("the syslog daemon did not end well: %s",
-                       Phone::read(outputFile).constData());
-            }
-        }
-    }
-    Daemon() = default;
-    Q_DISABLE_COPY(Daemon)
-
-    /// Ends it and starts it as the boot does. @return whether it runs again
-    bool coldStart()
-    {
-        if (m_process.state() == QProcess::NotRunning) {
-            endBooted();
-        } else {
-            m_process.terminate();
-            if (!m_process.waitForFinished()) {
-                return false;
-            }
-        }
-        if (QProcess::execute(Phone::setUpScript, {QStringLiteral("start")}) != 0) {
-            return false;
-        }
-        m_process.setProcessChannelMode(QProcess::MergedChannels);
-        m_process.setStandardOutputFile(outputFile);
-        m_process.setWorkingDirectory(QStringLiteral("/run/phone/cwd"));
-        m_process.start(m_command.first(), m_command.mid(1));
-        // The pid file comes when it listens; an early end shows as one that stays away.
-        const QByteArray pid = QByteArray::number(m_process.processId());
-        return QTest::qWaitFor(
-                   [&] {
-                       return m_process.state() == QProcess::NotRunning
-                           || Phone::read(Phone::pidFile).trimmed() == pid;
-                   },
-                   deadline)
-            && m_process.state() == QProcess::Running;
-    }
-
-    static QByteArray output() { return Phone::read(outputFile); }
-
-private:
-    void endBooted()
-    {
-        const QString record = QStringLiteral("/run/phone/syslog-ng.pid");
-        const int pid = Phone::read(record).trimmed().toInt();
-        const QList<QByteArray> words
-            = Phone::read(QStringLiteral("/proc/%1/cmdline").arg(pid)).split('\0');
-        for (const QByteArray &word : words) {
-            m_command.append(QFile::decodeName(word));
-        }
-        m_command.removeLast(); // behind the final NUL
-        if (pid <= 0 || m_command.isEmpty()) {
-            qFatal("the syslog daemon does not run");
-        }
-        // Whoever removes this file looks after the daemon from now on.
-        QFile::remove(record);
-        ::kill(pid, SIGTERM);
-        if (!QTest::qWaitFor([pid] { return ::kill(pid, 0) != 0; }, deadline)) {
-            qFatal("the syslog daemon does not end");
-        }
-    }
-
-    inline static const QString outputFile = QStringLiteral("/run/phone/test-syslog-ng.out");
-    QProcess m_process;
-    QStringList m_command;
 };
 
 QString redirect(const QVariantList &arguments)
@@ -555,14 +481,14 @@ private Q_SLOTS:
 private:
     QByteArray m_original;
     std::unique_ptr<QTemporaryDir> m_directory;
-    std::unique_ptr<Daemon> m_daemon;
+    std::unique_ptr<SyslogDaemon> m_daemon;
     std::unique_ptr<Phone::Service> m_service; ///< in the booted one's place, once there is one
 };
 
 void tst_EndToEnd::initTestCase()
 {
     QVERIFY2(Phone::isBox(), "runs in the phone in a box only");
-    m_daemon = std::make_unique<Daemon>();
+    m_daemon = std::make_unique<SyslogDaemon>();
 }
 
 void tst_EndToEnd::init()
@@ -578,7 +504,7 @@ void tst_EndToEnd::cleanup()
     waitForService();
     Phone::resetConfiguration();
     FilePlace home(predefinedFile(sip));
-    QVERIFY2(arrivesAt(home, sip), Daemon::output().constData());
+    QVERIFY2(arrivesAt(home, sip), SyslogDaemon::output().constData());
     m_directory.reset();
 }
 
@@ -610,7 +536,7 @@ void tst_EndToEnd::messagesOfOneActivity()
     QVERIFY2(movesTo(*target.place, home, sip), Phone::read(Phone::liveConfig).constData());
     QVERIFY(movesTo(other, *target.place, telephony));
 
-    QVERIFY2(m_daemon->coldStart(), Daemon::output().constData());
+    QVERIFY2(m_daemon->coldStart(), m_daemon->problem().constData());
     QVERIFY(movesTo(*target.place, home, sip));
 
     QCOMPARE(redirect(QStringLiteral("all"), QStringLiteral("init")),
@@ -640,7 +566,7 @@ void tst_EndToEnd::messagesOfAllActivities()
     }
     QCOMPARE(missingAt(*target.place), QStringList());
 
-    QVERIFY2(m_daemon->coldStart(), Daemon::output().constData());
+    QVERIFY2(m_daemon->coldStart(), m_daemon->problem().constData());
     QCOMPARE(missingAt(*target.place), QStringList());
 
     QCOMPARE(redirect(QStringLiteral("all"), QStringLiteral("init")),
@@ -661,7 +587,7 @@ void tst_EndToEnd::twoActivitiesShareOneFile()
     }
     QVERIFY(movesTo(shared, home, sip));
     QVERIFY(arrivesAt(shared, telephony));
-    QVERIFY2(m_daemon->coldStart(), Daemon::output().constData());
+    QVERIFY2(m_daemon->coldStart(), m_daemon->problem().constData());
     QVERIFY(arrivesAt(shared, sip));
     QVERIFY(arrivesAt(shared, telephony));
 
@@ -731,7 +657,7 @@ void tst_EndToEnd::settingsMoveTheMessages()
     QVERIFY(Phone::read(Phone::facilityFile(sip.name))
                 .contains('\n' + protocol.toUtf8() + "(\"127.0.0.5\" port(5514))\n"));
 
-    QVERIFY2(m_daemon->coldStart(), Daemon::output().constData());
+    QVERIFY2(m_daemon->coldStart(), m_daemon->problem().constData());
     QCOMPARE(missingAt(*collector), QStringList());
 
     setSetting(QStringLiteral("LogRemoteServerExist"), QStringLiteral("false"));
@@ -972,7 +898,7 @@ void tst_EndToEnd::startWithoutConfigurationTakesTheBackup()
 
 void tst_EndToEnd::reloadWithoutConfigurationChangesNothing()
 {
-    QVERIFY2(m_daemon->coldStart(), Daemon::output().constData());
+    QVERIFY2(m_daemon->coldStart(), m_daemon->problem().constData());
     const std::unique_ptr<Place> collector
         = listenAs({QStringLiteral("127.0.0.2"), 5514, QStringLiteral("udp")});
     FilePlace home(predefinedFile(sip));
@@ -981,7 +907,7 @@ void tst_EndToEnd::reloadWithoutConfigurationChangesNothing()
 
     QVERIFY(QFile::remove(Phone::liveConfig));
     ::kill(Phone::read(Phone::pidFile).trimmed().toInt(), SIGHUP);
-    QTRY_VERIFY_WITH_TIMEOUT(Daemon::output().contains("nothing changes"), deadline);
+    QTRY_VERIFY_WITH_TIMEOUT(SyslogDaemon::output().contains("nothing changes"), deadline);
     QVERIFY(movesTo(*collector, home, sip));
 }
 

@@ -1,0 +1,285 @@
+// Whole operations while the phone around them fails: a disk that is full at any write, directories
+// that cannot be written, a syslog daemon that hangs or is gone.
+// SPDX-License-Identifier: MIT
+#include "support/faults.h"
+#include "support/logcapture.h"
+#include "support/phone.h"
+#include "support/testablemodule.h"
+
+#include <QDir>
+#include <QFile>
+#include <QMap>
+#include <QProcess>
+#include <QTest>
+
+#include <csignal>
+#include <memory>
+
+#include <sys/mount.h>
+
+namespace {
+
+const QString syslogDirectory = QStringLiteral("/data/QVXApplication/LoggerModule/syslog");
+
+using Files = QMap<QString, QByteArray>;
+
+/// All files below the directory of the syslog configuration.
+Files currentFiles()
+{
+    Files files;
+    const QStringList directories {syslogDirectory, syslogDirectory + QStringLiteral("/sip"),
+                                   syslogDirectory + QStringLiteral("/sip/facility")};
+    for (const QString &directory : directories) {
+        const QStringList names = QDir(directory).entryList(QDir::Files);
+        for (const QString &name : names) {
+            const QString path = directory + QLatin1Char('/') + name;
+            files.insert(path, Phone::read(path));
+        }
+    }
+    return files;
+}
+
+void put(const Files &files)
+{
+    QDir().mkpath(Phone::facilityDirectory);
+    for (auto file = files.cbegin(); file != files.cend(); ++file) {
+        Phone::write(file.key(), file.value());
+    }
+}
+
+bool syslogAccepts(const QString &path)
+{
+    QProcess check;
+    check.start(QStringLiteral("/usr/sbin/syslog-ng"),
+                {QStringLiteral("-s"), QStringLiteral("-f"), path});
+    return check.waitForFinished() && check.exitStatus() == QProcess::NormalExit
+        && check.exitCode() == 0;
+}
+
+/// The operations that write, by name.
+QString operate(TestableModule &module, const QString &operation)
+{
+    const QString activity = QStringLiteral("qvxsipua");
+    if (operation == QLatin1String("level of one")) {
+        return module.level(activity, QStringLiteral("debug"));
+    }
+    if (operation == QLatin1String("level of all")) {
+        return module.level(QStringLiteral("all"), QStringLiteral("info"));
+    }
+    if (operation == QLatin1String("restore")) {
+        return module.level(QStringLiteral("all"), QStringLiteral("restore"));
+    }
+    if (operation == QLatin1String("destination of one")) {
+        return module.redirect(activity, QStringLiteral("ram"), QStringLiteral("sip"));
+    }
+    if (operation == QLatin1String("destination of all")) {
+        return module.redirect(QStringLiteral("all"), QStringLiteral("console"));
+    }
+    if (operation == QLatin1String("predefined destinations")) {
+        return module.redirect(QStringLiteral("all"), QStringLiteral("init"));
+    }
+    return module.setSyslogLevels(QStringLiteral("{qvxsipua:notice,sipmmi:warning}"), false)
+        .value(QStringLiteral("msg"))
+        .toString();
+}
+
+const QStringList operations {QStringLiteral("level of one"),
+                              QStringLiteral("level of all"),
+                              QStringLiteral("restore"),
+                              QStringLiteral("destination of one"),
+                              QStringLiteral("destination of all"),
+                              QStringLiteral("predefined destinations"),
+                              QStringLiteral("levels in bulk")};
+
+} // namespace
+
+class tst_Faults : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+
+    void fullDisk_data();
+    void fullDisk();
+    void directoryThatCannotBeWritten_data();
+    void directoryThatCannotBeWritten();
+    void syslogThatHangs();
+    void syslogThatIsGone();
+    void missingSyntaxCheckKeepsTheConfiguration();
+};
+
+void tst_Faults::initTestCase()
+{
+    QVERIFY2(Phone::isBox(), "runs in the phone in a box only");
+}
+
+void tst_Faults::init()
+{
+    Phone::resetConfiguration();
+}
+
+void tst_Faults::fullDisk_data()
+{
+    QTest::addColumn<QString>("operation");
+    QTest::addColumn<int>("pages");
+    for (const QString &operation : operations) {
+        for (int pages = 0; pages <= 3; ++pages) {
+            QTest::addRow("%s, %d pages left", qPrintable(operation), pages) << operation << pages;
+        }
+    }
+}
+
+void tst_Faults::fullDisk()
+{
+    QFETCH(QString, operation);
+    QFETCH(int, pages);
+    const LogCapture log;
+    TestableModule module;
+    // A text of the user's own, other than the backup.
+    module.level(QStringLiteral("WebApp"), QStringLiteral("warning"));
+    const Files before = currentFiles();
+    operate(module, operation);
+    const QByteArray newText = Phone::read(Phone::liveConfig);
+    Phone::resetConfiguration();
+
+    const Faults::SmallDisk disk(syslogDirectory, rlim_t(pages) * 4096, [&] { put(before); });
+    operate(module, operation);
+
+    // There may be no live file now, but never half a one, and never half a facility file.
+    const auto isWhole = [&](const QByteArray &text) {
+        return text == before.value(Phone::liveConfig) || text == newText
+            || text == before.value(Phone::backup);
+    };
+    if (QFile::exists(Phone::liveConfig)) {
+        QVERIFY2(isWhole(Phone::read(Phone::liveConfig)), Phone::read(Phone::liveConfig));
+    }
+    QCOMPARE(Phone::read(Phone::backup), before.value(Phone::backup));
+    const QStringList names = QDir(Phone::facilityDirectory).entryList(QDir::Files);
+    for (const QString &name : names) {
+        const QByteArray content = Phone::read(Phone::facilityDirectory + name);
+        QVERIFY2(content.endsWith("\nfacility signature field\n"), content);
+    }
+
+    // With room again, the next listing finds a configuration, and the next change is done.
+    QFile::remove(syslogDirectory + QStringLiteral("/filler"));
+    QVERIFY(module.level().count(QLatin1Char('\n')) > 10);
+    QVERIFY(isWhole(Phone::read(Phone::liveConfig)));
+    QVERIFY(syslogAccepts(Phone::liveConfig));
+    QVERIFY(module.level(QStringLiteral("qvxsipua"), QStringLiteral("notice"))
+                .contains(QLatin1String("qvxsipua")));
+    QCOMPARE(module.level(QStringLiteral("qvxsipua"), QStringLiteral("err")),
+             QStringLiteral("Level err for facility : qvxsipua OK"));
+}
+
+void tst_Faults::directoryThatCannotBeWritten_data()
+{
+    QTest::addColumn<QString>("directory");
+    QTest::addColumn<QString>("operation");
+    for (const char *part : {"", "/sip", "/sip/facility"}) {
+        for (const QString &operation : operations) {
+            QTest::addRow("syslog%s, %s", part, qPrintable(operation))
+                << QString(syslogDirectory + QLatin1String(part)) << operation;
+        }
+    }
+}
+
+void tst_Faults::directoryThatCannotBeWritten()
+{
+    QFETCH(QString, directory);
+    QFETCH(QString, operation);
+    const LogCapture log;
+    TestableModule module;
+    module.level(QStringLiteral("WebApp"), QStringLiteral("warning"));
+    const Files before = currentFiles();
+    operate(module, operation);
+    const QByteArray newText = Phone::read(Phone::liveConfig);
+    put(before);
+    QFile::remove(Phone::temporary);
+    const int mode = Faults::mode(directory);
+    Faults::setMode(directory, 0555);
+    {
+        const Faults::WithoutOverride ordinary;
+        operate(module, operation);
+    }
+    Faults::setMode(directory, mode_t(mode));
+    QVERIFY(QFile::exists(Phone::liveConfig)
+            || Phone::read(Phone::backup) == before.value(Phone::backup));
+    QVERIFY(module.level().count(QLatin1Char('\n')) > 10);
+    const QByteArray live = Phone::read(Phone::liveConfig);
+    QVERIFY2(live == before.value(Phone::liveConfig) || live == newText
+                 || live == before.value(Phone::backup),
+             live);
+    // A restore that cannot remove the live file leaves it with a mode in which syslog-ng, which
+    // lays root's rights down, cannot read it; the next change puts that right.
+    const QByteArray text = Phone::read(Phone::liveConfig);
+    Phone::write(Phone::temporary, text);
+    QVERIFY(syslogAccepts(Phone::temporary));
+    QCOMPARE(module.level(QStringLiteral("sipmmi"), QStringLiteral("notice")),
+             QStringLiteral("Level notice for facility : sipmmi OK"));
+    QVERIFY(syslogAccepts(Phone::liveConfig));
+    const QStringList names = QDir(Phone::facilityDirectory).entryList(QDir::Files);
+    for (const QString &name : names) {
+        const QByteArray content = Phone::read(Phone::facilityDirectory + name);
+        QVERIFY2(content.endsWith("\nfacility signature field\n"), content);
+    }
+}
+
+void tst_Faults::syslogThatHangs()
+{
+    const int pid = Phone::read(Phone::pidFile).trimmed().toInt();
+    QVERIFY(pid > 1);
+    ::kill(pid, SIGSTOP);
+    const QString level = Phone::text(QStringLiteral("level"),
+                                      {QStringLiteral("qvxsipua"), QStringLiteral("debug")});
+    const QString redirect
+        = Phone::text(QStringLiteral("redirect"),
+                      {QStringLiteral("qvxsipua"), QStringLiteral("ram"), QStringLiteral("sip")});
+    const QString table = Phone::text(QStringLiteral("level"));
+    ::kill(pid, SIGCONT);
+    // The check is a process of its own, and the signal waits for the daemon.
+    QCOMPARE(level, QStringLiteral("Level debug for facility : qvxsipua OK"));
+    QCOMPARE(redirect,
+             QStringLiteral("[REDIRECT] Activity : qvxsipua redirect to : "
+                            "file(\"/var/log/sip.log\")OK"));
+    QVERIFY(table.contains(QLatin1String("/var/log/sip.log")));
+    QVERIFY(QTest::qWaitFor(
+        [] {
+            Phone::logMessage(QStringLiteral("qvxsipua"), QStringLiteral("local3"),
+                              QStringLiteral("debug"), QStringLiteral("when it goes on"));
+            return Phone::waitForContent(QStringLiteral("/var/log/sip.log"), "when it goes on",
+                                         200);
+        },
+        20000));
+}
+
+void tst_Faults::syslogThatIsGone()
+{
+    // A pid that nobody has any more, as after a crash of the daemon.
+    QProcess ended;
+    ended.start(QStringLiteral("true"), QStringList());
+    const qint64 pid = ended.processId();
+    QVERIFY(ended.waitForFinished());
+    const QByteArray running = Phone::read(Phone::pidFile);
+    Phone::write(Phone::pidFile, QByteArray::number(pid) + '\n');
+    const QString answer = Phone::text(QStringLiteral("level"),
+                                       {QStringLiteral("qvxsipua"), QStringLiteral("debug")});
+    Phone::write(Phone::pidFile, running);
+    QCOMPARE(answer, QStringLiteral("Level debug for facility : qvxsipua OK"));
+    QVERIFY(Phone::read(Phone::liveConfig).contains("level(debug..emerg) and facility(local3)"));
+}
+
+void tst_Faults::missingSyntaxCheckKeepsTheConfiguration()
+{
+    // Without the check nothing is believed: the edit is refused and the backup is put in place.
+    const LogCapture log;
+    TestableModule module;
+    const Faults::FakeSyslog none(QStringLiteral("/nowhere"));
+    QCOMPARE(module.level(QStringLiteral("qvxsipua"), QStringLiteral("debug")),
+             QStringLiteral("file configuration access error"));
+    QCOMPARE(Phone::read(Phone::liveConfig), Phone::read(Phone::backup));
+}
+
+QTEST_GUILESS_MAIN(tst_Faults)
+#include "tst_faults.moc"
