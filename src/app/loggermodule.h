@@ -16,7 +16,8 @@ struct ConfigLineEdit;
 
 /**
  * Owns logappli.conf and the facility level files. The operations are implemented in the folder
- * that they belong to: the configuration file's in syslogconf/, the levels' in levels/.
+ * that they belong to: the configuration file's in syslogconf/, the levels' in levels/, the
+ * destinations' and the remote log server's in destinations/.
  *
  * A result text is "OK" or contains "OK" on success; anything else is a message for a person.
  * Callers compare the texts byte for byte. No operation throws, and nothing is cached between

@@ -1,6 +1,7 @@
 // The redirect command: what each of its four forms answers, writes, logs and signals, and what the
 // two operations behind it do for all activities at once.
 // SPDX-License-Identifier: MIT
+#include "levels/configurationorder.h"
 #include "support/faults.h"
 #include "support/hangups.h"
 #include "support/logcapture.h"
@@ -13,7 +14,9 @@
 #include <QMap>
 #include <QTest>
 
+#include <atomic>
 #include <memory>
+#include <thread>
 
 namespace {
 
@@ -217,6 +220,8 @@ private Q_SLOTS:
     void recordedThoughSyslogRefuses();
     void repairedActivityEndsWithTheNotice_data();
     void repairedActivityEndsWithTheNotice();
+    void recordIsTriedThoughTheEditWasRefused_data();
+    void recordIsTriedThoughTheEditWasRefused();
     void corruptedFacilityFile_data();
     void corruptedFacilityFile();
     void facilityFileIsWrittenAfterTheReload();
@@ -232,14 +237,18 @@ private Q_SLOTS:
     void everyActivityBackToItsFile();
     void backToPredefinedFilesOfAnEmptyList();
     void backToPredefinedFilesWhenTheRewriteIsRefused();
+    void endMarkerInADestinationStopsTheWayBack();
 
     void redirectionsOfAll_data();
     void redirectionsOfAll();
     void redirectionsOfAllWithCorruptedFiles_data();
     void redirectionsOfAllWithCorruptedFiles();
+    void nameWithDefenceInItIsAnyOther();
     void redirectionsOfAnEmptyList_data();
     void redirectionsOfAnEmptyList();
 
+    void earlierWorkComesFirst_data();
+    void earlierWorkComesFirst();
     void linesAreGuardedByTheLevel_data();
     void linesAreGuardedByTheLevel();
     void overTheBus_data();
@@ -503,8 +512,7 @@ void tst_Redirect::missingConfigurationIsAnsweredAsSuccess()
     QTRY_COMPARE(m_syslog->count(), 1);
 }
 
-// ------------------------------------------------------------ The forms with three and four
-// arguments
+// ----------------------------------------------------------- Forms with three and four arguments
 
 void tst_Redirect::fileOrTerminal_data()
 {
@@ -810,6 +818,44 @@ void tst_Redirect::repairedActivityEndsWithTheNotice()
     QCOMPARE(facilityFiles(), withRedirection(m_facilities, sip, destination));
 }
 
+void tst_Redirect::recordIsTriedThoughTheEditWasRefused_data()
+{
+    QTest::addColumn<bool>("toServer");
+    QTest::addColumn<QString>("answer");
+    QTest::newRow("three arguments") << false
+                                     << QStringLiteral("One or more log config file corrupted -- "
+                                                       "restored to predefined value !");
+    QTest::newRow("four arguments") << true
+                                    << QStringLiteral("One or more log config file corrupted -- "
+                                                      "Restored to predefined value");
+}
+
+void tst_Redirect::recordIsTriedThoughTheEditWasRefused()
+{
+    QFETCH(bool, toServer);
+    // Known by its application when the form checks it, and unknown when the edit does: the set-up
+    // script, which the first check runs, takes the application away.
+    const Faults::FakeSetUpScript script(Faults::fake(QStringLiteral("setup-forgetting")));
+    const QString directory = QStringLiteral("/usr/lib/QVXApplication/");
+    QVERIFY(QDir().mkpath(directory));
+    Phone::write(directory + sip, "an application");
+    QVERIFY(QFile::remove(Phone::facilityFile(sip)));
+    const QString answer = toServer
+        ? m_module.redirect(sip, QStringLiteral("udp"), QStringLiteral("10.1.2.3"), 514)
+        : m_module.redirect(sip, QStringLiteral("ram"), QStringLiteral("x"));
+    QTEST(answer, "answer");
+    QCOMPARE(Faults::logged(*m_log),
+             QStringList({unknown(sip).first(), noPermission, setUp}) + unknown(sip)
+                 + QStringList({QStringLiteral("7 not a valid activity : qvxsipua"),
+                                QStringLiteral("3 Files does not exists: qvxsipua"),
+                                QStringLiteral("3  -- error type : facility config file corrupted "
+                                               "-- Facility : qvxsipua"),
+                                noPermission, noPermission, setUp}));
+    QCOMPARE(Phone::read(Faults::FakeSetUpScript::record()), QByteArray("start\nstart\n"));
+    QCOMPARE(Phone::read(Phone::liveConfig), m_predefined);
+    QCOMPARE(m_syslog->count(), 0);
+}
+
 void tst_Redirect::corruptedFacilityFile_data()
 {
     QTest::addColumn<QString>("form");
@@ -873,8 +919,7 @@ void tst_Redirect::facilityFileIsWrittenAfterTheReload()
     QVERIFY(Phone::read(file).contains("file(\"/var/log/x.log\")"));
 }
 
-// ----------------------------------------------------------------------------------- All
-// activities
+// ------------------------------------------------------------------------------- All activities
 
 void tst_Redirect::everyActivity_data()
 {
@@ -1029,6 +1074,30 @@ void tst_Redirect::backToPredefinedFilesWhenTheRewriteIsRefused()
     QTRY_COMPARE(m_syslog->count(), 1);
 }
 
+void tst_Redirect::endMarkerInADestinationStopsTheWayBack()
+{
+    // The reader takes the marker for the end of a block wherever it stands in a line, and finds an
+    // activity that nobody knows.
+    const Faults::FakeSetUpScript script(Faults::fake(QStringLiteral("setup-noting")));
+    const QString console = QStringLiteral("V24");
+    const QString marked = QStringLiteral("file(\"/var/log/# END x\")");
+    const QString before = activities.at(1);
+    const QString behind = activities.at(4);
+    QCOMPARE(m_module.redirect(before, console), moved(before, console));
+    QCOMPARE(m_module.redirect(sip, marked), moved(sip, marked));
+    QCOMPARE(m_module.redirect(behind, console), moved(behind, console));
+    QCOMPARE(m_module.redirect(all, initWord), allCorrupted);
+    QCOMPARE(Phone::read(Phone::liveConfig),
+             withDestination(withDestination(m_predefined, sip, marked), behind,
+                             QStringLiteral("file(\"/dev/console\")")));
+    QCOMPARE(facilityFiles(), m_facilities);
+
+    // Another destination for that activity makes the way free.
+    QCOMPARE(m_module.redirect(sip, console), moved(sip, console));
+    QCOMPARE(m_module.redirect(all, initWord), allToPredefined);
+    QCOMPARE(Phone::read(Phone::liveConfig), m_predefined);
+}
+
 void tst_Redirect::redirectionsOfAll_data()
 {
     QTest::addColumn<QString>("destination");
@@ -1109,6 +1178,28 @@ void tst_Redirect::redirectionsOfAllWithCorruptedFiles()
     QCOMPARE(m_syslog->count(), 0);
 }
 
+void tst_Redirect::nameWithDefenceInItIsAnyOther()
+{
+    const Faults::FakeSetUpScript script(Faults::fake(QStringLiteral("setup-noting")));
+    const QString name = QStringLiteral("mydefence");
+    Phone::write(Phone::liveConfig,
+                 "# BEGIN mydefence\n"
+                 "destination d_mydefence { file(\"/x\"); };\n"
+                 "filter f_mydefence { level(err..emerg); };\n"
+                 "# END mydefence\n");
+    Phone::write(Phone::facilityFile(name), "3\n19\nfile(\"/x\")\nfacility signature field\n");
+    QCOMPARE(m_module.setAllFacilityRedirections(all, initWord), allToPredefined);
+    QCOMPARE(Phone::read(Phone::facilityFile(name)),
+             QByteArray("3\n19\nfile(\"/var/log/mydefence.log\")\nfacility signature field\n"));
+
+    breakFacilityFile(name);
+    m_log->clear();
+    QCOMPARE(m_module.setAllFacilityRedirections(all, initWord), allCorrupted);
+    QCOMPARE(
+        m_log->errors().last(),
+        QStringLiteral("Facility config filemydefencecorrupted -- initialize to default value "));
+}
+
 void tst_Redirect::redirectionsOfAnEmptyList_data()
 {
     QTest::addColumn<QString>("mode");
@@ -1128,7 +1219,55 @@ void tst_Redirect::redirectionsOfAnEmptyList()
     QVERIFY(!QFile::exists(Faults::FakeSetUpScript::record()));
 }
 
-// --------------------------------------------------------------------------------- Log and bus
+// --------------------------------------------------------------------------- Order, log and bus
+
+void tst_Redirect::earlierWorkComesFirst_data()
+{
+    QTest::addColumn<int>("argumentCount"); // 1: the operation behind "all"
+    QTest::newRow("two arguments") << 2;
+    QTest::newRow("three arguments") << 3;
+    QTest::newRow("four arguments") << 4;
+    QTest::newRow("all, by the remote server") << 1;
+}
+
+void tst_Redirect::earlierWorkComesFirst()
+{
+    QFETCH(int, argumentCount);
+    // Each form has something to log as soon as it looks at the files.
+    QVERIFY(QFile::remove(Phone::liveConfig));
+    const QString nobody = QStringLiteral("nobody");
+    const ConfigurationOrder::Ticket ticket = ConfigurationOrder::instance().takeTicket();
+    std::atomic<bool> called {false};
+    std::atomic<bool> undisturbed {false};
+    std::thread earlier([&] {
+        const ConfigurationOrder::Turn turn(ticket);
+        while (!called) {
+            std::this_thread::yield();
+        }
+        // Every opportunity for what must not happen.
+        for (int count = 0; count < 20000 && m_log->lines().isEmpty(); ++count) {
+            std::this_thread::yield();
+        }
+        undisturbed = m_log->lines().isEmpty();
+    });
+    called = true;
+    switch (argumentCount) {
+    case 1:
+        m_module.redirectAllActivities(QStringLiteral("V24"));
+        break;
+    case 2:
+        m_module.redirect(nobody, QStringLiteral("V24"));
+        break;
+    case 3:
+        m_module.redirect(nobody, QStringLiteral("ram"), QStringLiteral("x"));
+        break;
+    default:
+        m_module.redirect(nobody, QStringLiteral("udp"), QStringLiteral("10.1.2.3"), 514);
+    }
+    earlier.join();
+    QVERIFY(undisturbed);
+    QVERIFY(!m_log->lines().isEmpty());
+}
 
 void tst_Redirect::linesAreGuardedByTheLevel_data()
 {

@@ -237,6 +237,8 @@ private Q_SLOTS:
     void changedSetting();
     void refusedValueStaysStored();
     void linesNeedTheDebugLevel();
+    void linesAboutTheAddressNeedTheDebugLevel_data();
+    void linesAboutTheAddressNeedTheDebugLevel();
 
     void changesOverTheBusWithAServerAtStart();
     void changesOverTheBusWithoutServerAtStart();
@@ -687,6 +689,31 @@ void tst_RemoteServer::linesNeedTheDebugLevel()
     LogCapture::setLevel(2);
     module.initLogServerStruct();
     QCOMPARE(log.lines().size(), 4);
+}
+
+void tst_RemoteServer::linesAboutTheAddressNeedTheDebugLevel_data()
+{
+    QTest::addColumn<bool>("isError");
+    QTest::newRow("address") << false;
+    QTest::newRow("error") << true;
+}
+
+void tst_RemoteServer::linesAboutTheAddressNeedTheDebugLevel()
+{
+    QFETCH(bool, isError);
+    const QString file = Phone::facilityFile(QStringLiteral("LoggerModule"));
+    Phone::write(file, Phone::read(file).replace(0, 1, "6"));
+    const StandIn settings(
+        {{address, {isError ? Answer::Error : Answer::Text, QStringLiteral("10.1.2.3")}},
+         {port, {Answer::Text, QStringLiteral("514")}},
+         {protocol, {Answer::Text, QStringLiteral("udp")}},
+         {exist, {Answer::Text, QStringLiteral("true")}}});
+    Phone::Service service;
+    const QString end = QStringLiteral("the last line");
+    QCOMPARE(Phone::text(QStringLiteral("logComments"), {QStringLiteral("LoggerModule"), end}),
+             QStringLiteral("OK"));
+    QCOMPARE(serviceLines(end), QStringList(end));
+    QCOMPARE(service.stop(), 0);
 }
 
 void tst_RemoteServer::changesOverTheBusWithAServerAtStart()

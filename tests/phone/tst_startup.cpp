@@ -1,6 +1,7 @@
 // What the service does when it starts, whatever it finds, and at a factory reset.
 // SPDX-License-Identifier: MIT
 #include "destinations/remoteserver.h"
+#include "levels/configurationorder.h"
 #include "support/faults.h"
 #include "support/hangups.h"
 #include "support/logcapture.h"
@@ -18,6 +19,7 @@
 #include <algorithm>
 #include <csignal>
 #include <memory>
+#include <thread>
 #include <vector>
 
 #include <sys/mount.h>
@@ -229,6 +231,7 @@ private Q_SLOTS:
 
     void factoryReset();
     void factoryResetGoesOnAfterFailures();
+    void nothingComesBetweenTheStepsOfAFactoryReset();
     void factoryResetWithoutFacilityFiles();
     void factoryResetLinesAreGuardedByTheLevel_data();
     void factoryResetLinesAreGuardedByTheLevel();
@@ -575,6 +578,26 @@ void tst_Startup::factoryResetGoesOnAfterFailures()
     QCOMPARE(resetLines(*m_log),
              QStringList({levelsReset + QStringLiteral("No logger configuration file !!"),
                           destinationsReset + allPredefined})
+                 + removalLines(m_facilities.keys()));
+}
+
+void tst_Startup::nothingComesBetweenTheStepsOfAFactoryReset()
+{
+    const QTemporaryDir elsewhere;
+    QVERIFY(QDir::setCurrent(elsewhere.path()));
+    QStringList before;
+    std::thread other([&] {
+        while (m_log->lines().isEmpty()) { // in the middle of the first step then
+            std::this_thread::yield();
+        }
+        const ConfigurationOrder::Turn turn;
+        before = resetLines(*m_log);
+    });
+    TestableModule module;
+    module.restoreDataToFactory();
+    other.join();
+    QCOMPARE(before,
+             QStringList({levelsReset + allErr, destinationsReset + allPredefined})
                  + removalLines(m_facilities.keys()));
 }
 

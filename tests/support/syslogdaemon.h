@@ -49,6 +49,11 @@ public:
         m_process.setStandardOutputFile(outputFile);
         m_process.setWorkingDirectory(QStringLiteral("/run/phone/cwd"));
         m_process.start(m_command.first(), m_command.mid(1));
+        // The daemon may be ready before the event loop has noticed that it runs.
+        if (!m_process.waitForStarted()) {
+            m_problem = "it cannot be started";
+            return false;
+        }
         // The pid file comes when it listens; an early end shows as one that stays away.
         const QByteArray pid = QByteArray::number(m_process.processId());
         const bool started = QTest::qWaitFor(
