@@ -9,6 +9,7 @@ int main(int argc, char *argv[])
 {
     const QCoreApplication application(argc, argv);
     const int runs = Measure::begin(argc, argv, 60);
+    const Measure::Service service(Measure::installedService);
     QVector<double> calls;
     QVector<double> outside;
     QVector<double> scripts;
