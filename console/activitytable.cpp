@@ -77,7 +77,7 @@ QString formatActivityTable(const QList<ActivityRow> &rows, const Screen &screen
     constexpr size_t columns = 4;
     constexpr std::array<int, columns> widest {24, 9, 12, 0};
     constexpr int gap = 2;
-    constexpr int narrowestDestination = 20;
+    constexpr int narrowestDestination = 10;
     using Cells = std::array<QString, columns>;
 
     QList<Cells> lines;
