@@ -165,7 +165,7 @@ CommandLine readSubcommand(const QStringList &words, CommandLine line, bool help
     if (command == nullptr) {
         return unknownCommand(words.first());
     }
-    const QString name = words.first();
+    const QString &name = words.first();
     QCommandLineParser parser;
     parser.addOptions(options());
     const bool parsed = parser.parse(words);
