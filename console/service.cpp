@@ -9,7 +9,6 @@
 #include <QDBusMessage>
 #include <QDBusPendingCall>
 #include <QDBusPendingCallWatcher>
-#include <QElapsedTimer>
 #include <QEventLoop>
 #include <QTimer>
 
@@ -92,10 +91,9 @@ QDBusPendingCall send(LoggerModuleProxy &module, const Request &request)
 }
 
 /// Waits for @p call. The answer is its first argument when that is a text or a map.
-Reply waitFor(const QDBusPendingCall &call, int timeout, const std::function<void()> &slow)
+Reply waitFor(const QDBusConnection &bus, const QDBusPendingCall &call,
+              const std::function<void()> &slow)
 {
-    QElapsedTimer time;
-    time.start();
     QDBusPendingCallWatcher watcher(call);
     if (!watcher.isFinished()) {
         QEventLoop loop;
@@ -106,7 +104,11 @@ Reply waitFor(const QDBusPendingCall &call, int timeout, const std::function<voi
     Reply reply;
     if (watcher.isError()) {
         reply.error = watcher.error();
-        reply.timedOut = time.elapsed() >= timeout;
+        if (!bus.isConnected()) {
+            reply.error = QDBusError(QDBusError::Disconnected, QString());
+        }
+        // The bus itself reports a service that left; it says so under its own name.
+        reply.timedOut = watcher.reply().service().isEmpty();
         return reply;
     }
     const QVariant answer = watcher.reply().arguments().value(0);
@@ -133,7 +135,7 @@ Reply askSettings(const QDBusConnection &bus, int timeout, const std::function<v
             QLatin1String(LoggerModuleProxy::staticInterfaceName()),
             QStringLiteral("getSettingValue"));
         call << QLatin1String(name);
-        reply = waitFor(bus.asyncCall(call, timeout), timeout, slow);
+        reply = waitFor(bus, bus.asyncCall(call, timeout), slow);
         reply.service = settingsService;
         if (reply.error.isValid()) {
             return reply;
@@ -157,5 +159,5 @@ Reply ask(const QDBusConnection &bus, const Request &request, int timeout,
     }
     LoggerModuleProxy module(loggerModuleService, loggerModulePath, bus);
     module.setTimeout(timeout);
-    return waitFor(send(module, request), timeout, slow);
+    return waitFor(bus, send(module, request), slow);
 }
