@@ -1,0 +1,43 @@
+// The subcommands of loggerctl: what each takes, what it says about itself, what it asks for.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "request.h"
+
+#include <QString>
+#include <QStringList>
+
+#include <optional>
+
+/// What became of a subcommand's arguments.
+struct Reading
+{
+    std::optional<Request> request; ///< empty when the arguments cannot be used
+    QString problem; ///< then the reason, a clause without a full stop
+};
+
+/// One subcommand. Texts of several lines have no line feed at their end.
+struct Command
+{
+    const char *name;
+    const char *forms; ///< the arguments of each form, one form a line; "" for none
+    const char *summary; ///< one line for the list of subcommands
+    const char *details; ///< what a person has to know to use it
+    const char *examples; ///< the arguments of each example, one a line
+    Reading (*read)(const QStringList &arguments);
+};
+
+/// The names of all subcommands, the everyday ones first.
+QStringList commandNames();
+
+/// The subcommand @p name; null when there is none.
+const Command *findCommand(const QString &name);
+
+/// The lines "loggerctl NAME ARGUMENTS", one for each form of @p command, each with a line feed.
+QString usageOf(const Command &command);
+
+/// All that is to be said about @p command, but for the options.
+QString helpOf(const Command &command);
+
+/// Purpose, subcommands and examples of the whole program, but for the options.
+QString programHelp();

@@ -1,0 +1,206 @@
+// Texts, maps and tables for people, for pipes, and as JSON.
+// SPDX-License-Identifier: MIT
+#include "presentation.h"
+
+#include "activitytable.h"
+#include "answers.h"
+#include "words.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <algorithm>
+
+namespace {
+
+const QString lineFeed = QStringLiteral("\n");
+
+QString line(const QString &text)
+{
+    return text.isEmpty() || text.endsWith(QLatin1Char('\n')) ? text : QString(text + lineFeed);
+}
+
+QString shown(const QString &text, const Screen &screen)
+{
+    return line(screen.terminal ? visible(text) : text);
+}
+
+template<typename Json>
+QString jsonText(const Json &json, QJsonDocument::JsonFormat format, const Screen &screen)
+{
+    return shown(QString::fromUtf8(QJsonDocument(json).toJson(format)), screen);
+}
+
+QJsonArray rowsAsJson(const QList<ActivityRow> &rows)
+{
+    QJsonArray array;
+    for (const ActivityRow &row : rows) {
+        array.append(QJsonObject {{QStringLiteral("activity"), row.activity},
+                                  {QStringLiteral("level"), row.level},
+                                  {QStringLiteral("support"), row.support},
+                                  {QStringLiteral("destination"), row.destination}});
+    }
+    return array;
+}
+
+QString hintLine(const QString &hint, const Screen &screen)
+{
+    return hint.isEmpty() ? QString() : shown(QStringLiteral("Hint: ") + hint, screen);
+}
+
+Presentation presentText(const Request &request, const QString &text, const Screens &screens)
+{
+    const bool success = isSuccess(request, text);
+    const bool table = success && isActivityTable(text);
+    Presentation presentation;
+    presentation.status = success ? Done : Failed;
+    if (screens.json) {
+        presentation.output = table ? jsonText(rowsAsJson(parseActivityTable(text)),
+                                               QJsonDocument::Indented, screens.output)
+                                    : jsonText(QJsonObject {{QStringLiteral("ok"), success},
+                                                            {QStringLiteral("text"), text}},
+                                               QJsonDocument::Indented, screens.output);
+    } else if (!success) {
+        presentation.errors = shown(text, screens.errors);
+    } else if (table && screens.output.terminal) {
+        presentation.output = formatActivityTable(parseActivityTable(text), screens.output);
+    } else {
+        presentation.output = shown(text, screens.output);
+    }
+    if (!success) {
+        presentation.errors += hintLine(hintFor(request, text), screens.errors);
+    }
+    return presentation;
+}
+
+/// Each entry in a line: in columns on a terminal, otherwise with @p separator between them.
+QString mapLines(const QVariantMap &map, QLatin1Char separator, const Screen &screen)
+{
+    int widest = 0;
+    for (auto it = map.begin(); it != map.end(); ++it) {
+        widest = std::max(widest, visible(it.key()).size());
+    }
+    QString lines;
+    for (auto it = map.begin(); it != map.end(); ++it) {
+        const QString value = it.value().toString();
+        if (screen.terminal) {
+            lines += visible(it.key()).leftJustified(widest + 2);
+            lines += markedLevel(visible(value), 0, screen);
+        } else {
+            lines += it.key() + separator + value;
+        }
+        lines += lineFeed;
+    }
+    return lines;
+}
+
+Presentation presentMap(const Request &request, const QVariantMap &answer, const Screens &screens)
+{
+    const bool success = isSuccess(request, answer);
+    const QString text = answer.value(QStringLiteral("msg")).toString();
+    Presentation presentation;
+    presentation.status = success ? Done : Failed;
+    const Screen &screen = success ? screens.output : screens.errors;
+    QString &place = success ? presentation.output : presentation.errors;
+    if (screens.json) {
+        presentation.output = jsonText(QJsonObject::fromVariantMap(answer), QJsonDocument::Indented,
+                                       screens.output);
+    } else if (request.operation == Operation::GetLevels) {
+        // The form that "levels set" takes.
+        place = mapLines(answer, QLatin1Char(':'), screen);
+    } else if (request.operation == Operation::ShowRemote) {
+        place = mapLines(answer, QLatin1Char('='), screen);
+    } else {
+        place = shown(text, screen);
+    }
+    if (!success) {
+        presentation.errors += hintLine(hintFor(request, text), screens.errors);
+    } else if (request.operation == Operation::SetLevels) {
+        presentation.errors += hintLine(hintForItems(request.words.value(0)), screens.errors);
+    }
+    return presentation;
+}
+
+} // namespace
+
+Presentation present(const Request &request, const QVariant &answer, const Screens &screens)
+{
+    if (answer.type() == QVariant::Map) {
+        return presentMap(request, answer.toMap(), screens);
+    }
+    if (answer.isValid()) {
+        return presentText(request, answer.toString(), screens);
+    }
+    Presentation presentation;
+    if (screens.json) {
+        presentation.output = jsonText(
+            QJsonObject {{QStringLiteral("ok"), true}, {QStringLiteral("text"), QString()}},
+            QJsonDocument::Indented, screens.output);
+    } else if (screens.errors.terminal) {
+        presentation.errors = QStringLiteral(
+            "The service has taken the value. What became of it: loggerctl redirect\n");
+    }
+    return presentation;
+}
+
+QString presentChange(const QVariantMap &event, const Screens &screens)
+{
+    const QString activity = event.value(QStringLiteral("syslog_facility")).toString();
+    const int number = event.value(QStringLiteral("syslog_level")).toInt();
+    const QString level = levelWord(number);
+    if (screens.json) {
+        return jsonText(QJsonObject {{QStringLiteral("activity"), activity},
+                                     {QStringLiteral("level"), level},
+                                     {QStringLiteral("number"), number}},
+                        QJsonDocument::Compact, screens.output);
+    }
+    const Screen &screen = screens.output;
+    return screen.terminal
+        ? QString(visible(activity) + QLatin1Char(' ') + markedLevel(level, 0, screen) + lineFeed)
+        : QString(activity + QLatin1Char(' ') + level + lineFeed);
+}
+
+QString presentError(const QDBusError &error, const QString &service, bool timedOut, int seconds)
+{
+    QString reason;
+    switch (error.type()) {
+    case QDBusError::ServiceUnknown:
+        reason = QStringLiteral("%1 is not on the bus: is it running? Start it and try again")
+                     .arg(service);
+        break;
+    case QDBusError::AccessDenied:
+        reason = QStringLiteral("the bus does not let this user call %1: try again as root, or as "
+                                "a member of the group quorvix")
+                     .arg(service);
+        break;
+    case QDBusError::NoReply:
+    case QDBusError::Timeout:
+    case QDBusError::TimedOut:
+        reason = timedOut
+            ? QStringLiteral("no answer from %1 within %2 s: it may still be at work. Look again "
+                             "later, or wait longer with --timeout")
+                  .arg(service, QString::number(seconds))
+            : QStringLiteral("%1 left the bus before it answered: look at its log, and try again")
+                  .arg(service);
+        break;
+    case QDBusError::Disconnected:
+    case QDBusError::NoServer:
+        reason = QStringLiteral("no connection to the system bus: is the message bus running?");
+        break;
+    case QDBusError::UnknownObject:
+    case QDBusError::UnknownMethod:
+    case QDBusError::UnknownInterface:
+        reason = QStringLiteral("%1 on this phone does not know this operation: is it older than "
+                                "the console?")
+                     .arg(service);
+        break;
+    default:
+        reason = error.name().startsWith(QStringLiteral("org.freedesktop.DBus.Error.Spawn"))
+            ? QStringLiteral("%1 could not be started by the bus: look at the system's log")
+                  .arg(service)
+            : QStringLiteral("%1 cannot be asked (%2): look at its log").arg(service, error.name());
+        break;
+    }
+    return QStringLiteral("loggerctl: ") + reason + lineFeed;
+}

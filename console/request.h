@@ -1,0 +1,38 @@
+// What a command line asks for, before anything is sent.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+/// One form of one method of the service, or something the console does by itself.
+enum class Operation {
+    DeleteRamLogs, ///< no words
+    DeleteLogs, ///< "flash"
+    ListLevels, ///< no words
+    ChangeLevel, ///< activity or "all", level word
+    ListDestinations, ///< no words
+    Redirect, ///< activity or "all", destination text
+    RedirectToSupport, ///< activity or "all", support type, file or user name
+    RedirectToServer, ///< activity or "all", protocol, address; the number is the port
+    GetLevels, ///< no words
+    SetLevels, ///< one text of items ACTIVITY:LEVEL
+    ResetLevels, ///< no words
+    Archive, ///< no words
+    Defence, ///< what to do; the number is how many lines
+    RemoteServer, ///< the setting's new value, as for the next three
+    RemoteProtocol,
+    RemoteAddress,
+    RemotePort,
+    Comment, ///< activity, text
+    Watch, ///< no words; the console listens to the event of level changes
+    ShowRemote, ///< no words; the console asks the settings service
+};
+
+/// An operation with its arguments in the order of the method's own.
+struct Request
+{
+    Operation operation = Operation::ListLevels;
+    QStringList words;
+    int number = 0;
+};

@@ -1,0 +1,35 @@
+// What the console knows about the place it writes to, and what may be written there.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QByteArray>
+#include <QProcessEnvironment>
+#include <QString>
+
+/// What --color says.
+enum class ColorMode { Auto, Always, Never };
+
+/// A place to write to.
+struct Screen
+{
+    /// Texts are laid out for a person, and nothing in them may control the terminal. Otherwise
+    /// they go out byte for byte.
+    bool terminal = false;
+    bool color = false;
+    int width = 80; ///< columns
+};
+
+/// Whether colours are wanted on a terminal (@p terminal) or elsewhere. NO_COLOR and TERM of
+/// @p environment count only where @p mode leaves it open.
+bool wantsColor(ColorMode mode, bool terminal, const QProcessEnvironment &environment);
+
+/// The screen behind the file descriptor @p descriptor. With ColorMode::Always anything is laid out
+/// like a terminal.
+Screen screenOf(int descriptor, ColorMode mode);
+
+/// @p text with everything replaced by visible characters that could control a terminal or reorder
+/// its line: "^[" for an escape, "\u009b" for others. Line feeds and tabs stay.
+QString visible(const QString &text);
+
+/// Writes @p bytes to the file descriptor @p descriptor. @return whether all of it was written
+bool writeAll(int descriptor, const QByteArray &bytes);
