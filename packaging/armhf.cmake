@@ -2,7 +2,6 @@
 #   apt-get install g++-arm-linux-gnueabihf
 #   cmake --preset release -DCMAKE_TOOLCHAIN_FILE=packaging/armhf.cmake -DSYSROOT=DIRECTORY ...
 # SYSROOT is the device's root directory with the development files of its Qt and its platform.
-# Qt's own tools (moc) have to run here: they are the build machine's, from qtbase5-dev-tools.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR arm)
 set(triplet arm-linux-gnueabihf)
@@ -21,6 +20,8 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE BOTH)
+
+set(CMAKE_PROJECT_INCLUDE ${CMAKE_CURRENT_LIST_DIR}/host-qt-tools.cmake)
 
 # For cpack -G DEB.
 set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE armhf CACHE STRING "Debian's name of the device")
