@@ -1,4 +1,5 @@
-// Who may do what on the bus, tried by root and by a user without any right.
+// Who may do what on the bus, tried by root, by a user in the group whose members may call, and by
+// one without any right.
 // SPDX-License-Identifier: MIT
 #include "support/events.h"
 #include "support/phone.h"
@@ -27,14 +28,30 @@ bool hasOtherUsers()
     return qgetenv("PHONE_ROOTLESS") != "1";
 }
 
-/// The words of a command line that runs @p command as a user without any right.
-QStringList asNobody(const QStringList &command)
+/// The words of a command line that runs @p command as the user @p name of the phone.
+QStringList asUser(const QString &name, const QStringList &command)
 {
-    return QStringList {QStringLiteral("setpriv"),         QStringLiteral("--reuid"),
-                        QStringLiteral("65534"),           QStringLiteral("--regid"),
-                        QStringLiteral("65534"),           QStringLiteral("--clear-groups"),
-                        QStringLiteral("--inh-caps=-all"), QStringLiteral("--")}
+    return QStringList {QStringLiteral("setpriv"),
+                        QStringLiteral("--reuid"),
+                        name,
+                        QStringLiteral("--regid"),
+                        name,
+                        QStringLiteral("--init-groups"),
+                        QStringLiteral("--inh-caps=-all"),
+                        QStringLiteral("--")}
     + command;
+}
+
+/// A user in the group whose members may call.
+QStringList asTechnician(const QStringList &command)
+{
+    return asUser(QStringLiteral("technician"), command);
+}
+
+/// A user without any right.
+QStringList asVisitor(const QStringList &command)
+{
+    return asUser(QStringLiteral("visitor"), command);
 }
 
 struct Outcome
@@ -183,12 +200,17 @@ class tst_Policy : public QObject
 private Q_SLOTS:
     void initTestCase();
     void init();
+    void cleanup();
 
     void installedFileHoldsTheRules();
     void othersMayNotCall_data();
     void othersMayNotCall();
-    void othersMayNotOwnTheName();
-    void othersMayNotAnnounceALevel();
+    void membersMayCall_data();
+    void membersMayCall();
+    void onlyRootMayOwnTheName_data();
+    void onlyRootMayOwnTheName();
+    void onlyRootMayAnnounceALevel_data();
+    void onlyRootMayAnnounceALevel();
     void othersMaySendAnotherSignal();
     void othersMayLookAtTheBus();
     void othersMayFollowTheEvent();
@@ -211,6 +233,12 @@ void tst_Policy::init()
     Phone::resetConfiguration();
 }
 
+void tst_Policy::cleanup()
+{
+    // A test may have taken the service's place.
+    QDBusConnection::systemBus().unregisterService(Phone::serviceName);
+}
+
 void tst_Policy::installedFileHoldsTheRules()
 {
     const QStringList objects {
@@ -222,6 +250,9 @@ void tst_Policy::installedFileHoldsTheRules()
     for (const QString &object : objects) {
         expected.append(QStringLiteral("policy user=root: allow ") + object);
     }
+    expected.append(QStringLiteral("policy group=quorvix: allow "
+                                   "send_destination=com.corvane.Quorvix.LoggerModule "
+                                   "send_type=method_call"));
     for (const QString &object : objects) {
         expected.append(QStringLiteral("policy context=default: deny ") + object);
     }
@@ -260,7 +291,7 @@ void tst_Policy::othersMayNotCall()
     QFETCH(QString, method);
     QFETCH(QStringList, arguments);
     const QByteArray before = Phone::read(Phone::liveConfig);
-    const Outcome outcome = run(asNobody(callOfService(method, arguments)));
+    const Outcome outcome = run(asVisitor(callOfService(method, arguments)));
     QCOMPARE(outcome.status, 1);
     QVERIFY2(outcome.errors.contains(accessDenied), qPrintable(outcome.errors));
     QCOMPARE(outcome.output, QString());
@@ -271,42 +302,97 @@ void tst_Policy::othersMayNotCall()
         = run(callOfBus(QStringLiteral("org.freedesktop.DBus.GetNameOwner"), {Phone::serviceName}))
               .output.section(QLatin1Char('\''), 1, 1);
     QVERIFY(unique.startsWith(QLatin1Char(':')));
-    const Outcome direct = run(asNobody(callOf(unique, Phone::servicePath, method, arguments)));
+    const Outcome direct = run(asVisitor(callOf(unique, Phone::servicePath, method, arguments)));
     QVERIFY2(direct.errors.contains(accessDenied), qPrintable(direct.errors));
 }
 
-void tst_Policy::othersMayNotOwnTheName()
+void tst_Policy::membersMayCall_data()
+{
+    QTest::addColumn<QString>("method");
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QString>("answer");
+    QTest::newRow("listing") << Phone::serviceInterface + QStringLiteral(".level") << QStringList()
+                             << QStringLiteral("qvxsipua");
+    QTest::newRow("level change") << Phone::serviceInterface + QStringLiteral(".level")
+                                  << QStringList {QStringLiteral("qvxsipua"),
+                                                  QStringLiteral("debug")}
+                                  << QStringLiteral("Level debug for facility : qvxsipua OK");
+    QTest::newRow("introspection")
+        << QStringLiteral("org.freedesktop.DBus.Introspectable.Introspect") << QStringList()
+        << Phone::serviceInterface;
+    QTest::newRow("ping") << QStringLiteral("org.freedesktop.DBus.Peer.Ping") << QStringList()
+                          << QStringLiteral("()");
+}
+
+void tst_Policy::membersMayCall()
+{
+    if (!hasOtherUsers()) {
+        return; // the rules are looked at in the installed file
+    }
+    QFETCH(QString, method);
+    QFETCH(QStringList, arguments);
+    QFETCH(QString, answer);
+    const Outcome outcome = run(asTechnician(callOfService(method, arguments)));
+    QVERIFY2(outcome.status == 0, qPrintable(outcome.errors));
+    QVERIFY2(outcome.output.contains(answer), qPrintable(outcome.output));
+
+    // It is the group that makes the difference.
+    QStringList command = asTechnician(callOfService(method, arguments));
+    command.replaceInStrings(QStringLiteral("--init-groups"), QStringLiteral("--clear-groups"));
+    const Outcome without = run(command);
+    QCOMPARE(without.status, 1);
+    QVERIFY2(without.errors.contains(accessDenied), qPrintable(without.errors));
+}
+
+void tst_Policy::onlyRootMayOwnTheName_data()
+{
+    QTest::addColumn<QString>("user");
+    QTest::newRow("member of the group") << QStringLiteral("technician");
+    QTest::newRow("any other") << QStringLiteral("visitor");
+}
+
+void tst_Policy::onlyRootMayOwnTheName()
 {
     if (!hasOtherUsers()) {
         return;
     }
-    const Outcome taken = run(asNobody(requestName(Phone::serviceName)));
+    QFETCH(QString, user);
+    const Outcome taken = run(asUser(user, requestName(Phone::serviceName)));
     QCOMPARE(taken.status, 1);
     QVERIFY2(taken.errors.contains(accessDenied), qPrintable(taken.errors));
 
     // Not even when nobody else has it.
     m_service.reset();
     Phone::stopBootedService();
-    const Outcome free = run(asNobody(requestName(Phone::serviceName)));
+    const Outcome free = run(asUser(user, requestName(Phone::serviceName)));
     QCOMPARE(free.status, 1);
     QVERIFY2(free.errors.contains(accessDenied), qPrintable(free.errors));
 }
 
-void tst_Policy::othersMayNotAnnounceALevel()
+void tst_Policy::onlyRootMayAnnounceALevel_data()
+{
+    onlyRootMayOwnTheName_data();
+}
+
+void tst_Policy::onlyRootMayAnnounceALevel()
 {
     if (!hasOtherUsers()) {
         return;
     }
+    QFETCH(QString, user);
+    // In the service's place, to see also what is sent to it alone.
+    m_service.reset();
+    Phone::stopBootedService();
+    QDBusConnection bus = QDBusConnection::systemBus();
+    QVERIFY(bus.registerService(Phone::serviceName));
+
     LevelEvents events;
     const QStringList paths {Phone::servicePath, QStringLiteral("/some/where")};
     for (const QString &path : paths) {
-        run(asNobody(emitEvent(path, eventName, eventArguments)));
+        const QStringList toAll = emitEvent(path, eventName, eventArguments);
+        run(asUser(user, toAll));
+        run(asUser(user, toAll + QStringList {QStringLiteral("--dest"), bus.baseService()}));
     }
-    // To the service alone, which is a receiver as any other.
-    run(asNobody({QStringLiteral("dbus-send"), QStringLiteral("--system"),
-                  QStringLiteral("--type=signal"), QStringLiteral("--dest=") + Phone::serviceName,
-                  Phone::servicePath, eventName,
-                  QStringLiteral("dict:string:string:syslog_facility,qvxsipua")}));
     // The bus keeps the order of what arrives, so root's event is a fence.
     QCOMPARE(run(emitEvent(Phone::servicePath, eventName,
                            QStringLiteral("{'syslog_facility': <'fence'>}")))
@@ -327,9 +413,9 @@ void tst_Policy::othersMaySendAnotherSignal()
                      QStringLiteral("member='something_else'")});
     // A monitor shows its own start first.
     QVERIFY2(monitor.waitFor("member=NameLost"), monitor.output().constData());
-    QCOMPARE(run(asNobody(emitEvent(Phone::servicePath,
-                                    QStringLiteral("com.corvane.Quorvix.QVXEvent.something_else"),
-                                    QStringLiteral("{'key': <'value'>}"))))
+    QCOMPARE(run(asVisitor(emitEvent(Phone::servicePath,
+                                     QStringLiteral("com.corvane.Quorvix.QVXEvent.something_else"),
+                                     QStringLiteral("{'key': <'value'>}"))))
                  .status,
              0);
     QVERIFY2(monitor.waitFor("member=something_else"), monitor.output().constData());
@@ -341,12 +427,12 @@ void tst_Policy::othersMayLookAtTheBus()
         return;
     }
     const Outcome names
-        = run(asNobody(callOfBus(QStringLiteral("org.freedesktop.DBus.ListNames"))));
+        = run(asVisitor(callOfBus(QStringLiteral("org.freedesktop.DBus.ListNames"))));
     QCOMPARE(names.status, 0);
     QVERIFY2(names.output.contains(QLatin1Char('\'') + Phone::serviceName + QLatin1Char('\'')),
              qPrintable(names.output));
     const Outcome bus = run(
-        asNobody(callOfBus(QStringLiteral("org.freedesktop.DBus.Introspectable.Introspect"))));
+        asVisitor(callOfBus(QStringLiteral("org.freedesktop.DBus.Introspectable.Introspect"))));
     QCOMPARE(bus.status, 0);
     QVERIFY(bus.output.contains(QStringLiteral("RequestName")));
 }
@@ -356,7 +442,7 @@ void tst_Policy::othersMayFollowTheEvent()
     const QStringList words {QStringLiteral("gdbus"), QStringLiteral("monitor"),
                              QStringLiteral("--system"), QStringLiteral("--dest"),
                              Phone::serviceName};
-    Monitor monitor(hasOtherUsers() ? asNobody(words) : words);
+    Monitor monitor(hasOtherUsers() ? asVisitor(words) : words);
     QVERIFY2(monitor.waitFor("is owned by"), monitor.output().constData());
     QCOMPARE(
         Phone::text(QStringLiteral("level"), {QStringLiteral("qvxsipua"), QStringLiteral("debug")}),
