@@ -202,12 +202,12 @@ void checkActivities(const QStringList &lines)
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
     QByteArray file = Fuzz::bytes(data, size);
+    FUZZ_REQUIRE(encodeText(decodeText(file)) == file);
+    file.replace("\r", "");
     const QString activity = decodeText(Fuzz::takeLine(file));
     const QString level = levelOf(Fuzz::takeLine(file));
     const QString destination = decodeText(Fuzz::takeLine(file));
 
-    FUZZ_REQUIRE(encodeText(decodeText(file)) == file);
-    file.replace("\r", "");
     const QStringList lines = splitLines(decodeText(file));
     QString joined = lines.join(QLatin1Char('\n'));
     if (file.endsWith('\n')) {

@@ -22,12 +22,16 @@
 #include <QFile>
 
 #include <algorithm>
+#include <array>
+#include <filesystem>
 #include <map>
 #include <optional>
+#include <set>
 
+#include <fcntl.h>
 #include <spawn.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 namespace {
 
@@ -63,40 +67,53 @@ int reloads = 0; ///< in the running operation
 
 // ------------------------------------------------------------------------------------------ files
 
+// With plain system calls: there are many of these between two operations.
+
 std::optional<std::string> read(const std::string &path)
 {
-    QFile file(QString::fromStdString(path));
-    if (!file.open(QIODevice::ReadOnly)) {
+    const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (file < 0) {
         return std::nullopt;
     }
-    return file.readAll().toStdString();
+    std::string content;
+    std::array<char, 4096> part {};
+    ssize_t size = 0;
+    while ((size = ::read(file, part.data(), part.size())) > 0) {
+        content.append(part.data(), static_cast<std::size_t>(size));
+    }
+    FUZZ_REQUIRE(size == 0);
+    close(file);
+    return content;
 }
 
 void write(const std::string &path, const std::string &content)
 {
-    QFile file(QString::fromStdString(path));
-    FUZZ_REQUIRE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    FUZZ_REQUIRE(file.write(content.data(), static_cast<qint64>(content.size()))
-                 == static_cast<qint64>(content.size()));
+    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    FUZZ_REQUIRE(file >= 0);
+    FUZZ_REQUIRE(::write(file, content.data(), content.size())
+                 == static_cast<ssize_t>(content.size()));
+    close(file);
 }
 
 void remove(const std::string &path)
 {
-    QFile::remove(QString::fromStdString(path));
+    unlink(path.c_str());
 }
 
-QStringList entries(const std::string &directory)
+std::set<std::string> entries(const std::string &directory)
 {
-    return QDir(QString::fromStdString(directory))
-        .entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
-                   QDir::Name);
+    std::set<std::string> names;
+    for (const auto &entry : std::filesystem::directory_iterator(directory)) {
+        names.insert(entry.path().filename().string());
+    }
+    return names;
 }
 
 Files facilityFiles()
 {
     Files files;
-    for (const QString &name : entries(facilityDirectory)) {
-        files[name.toStdString()] = read(facilityDirectory + name.toStdString()).value_or("");
+    for (const std::string &name : entries(facilityDirectory)) {
+        files[name] = read(facilityDirectory + name).value_or("<no file>");
     }
     return files;
 }
@@ -211,8 +228,8 @@ public:
     World()
     {
         QDir().mkpath(QString::fromStdString(facilityDirectory));
-        for (const QString &name : entries(facilityDirectory)) {
-            remove(facilityDirectory + name.toStdString());
+        for (const std::string &name : entries(facilityDirectory)) {
+            remove(facilityDirectory + name);
         }
         remove(temporary);
         remove(live);
@@ -308,14 +325,13 @@ private:
     /// Nothing has appeared outside the files that the service owns, and the backup is as it was.
     void checkFiles() const
     {
-        FUZZ_REQUIRE(entries(root) == QStringList {QStringLiteral("syslog")});
-        for (const QString &name : entries(root + "syslog")) {
-            FUZZ_REQUIRE(name == QLatin1String("sip") || name == QLatin1String("logappli.conf.sav")
-                         || name == QLatin1String("logappli.conf.tmp"));
+        FUZZ_REQUIRE(entries(root) == std::set<std::string> {"syslog"});
+        for (const std::string &name : entries(root + "syslog")) {
+            FUZZ_REQUIRE(name == "sip" || name == "logappli.conf.sav"
+                         || name == "logappli.conf.tmp");
         }
-        for (const QString &name : entries(root + "syslog/sip")) {
-            FUZZ_REQUIRE(name == QLatin1String("facility")
-                         || name == QLatin1String("logappli.conf"));
+        for (const std::string &name : entries(root + "syslog/sip")) {
+            FUZZ_REQUIRE(name == "facility" || name == "logappli.conf");
         }
         FUZZ_REQUIRE(read(backup) == m_backup);
         for (const auto &[name, content] : facilityFiles()) {
@@ -864,7 +880,7 @@ extern "C" int LLVMFuzzerInitialize(int * /*argc*/, char *** /*argv*/)
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
-    constexpr int maximumOperations = 40;
+    constexpr int maximumOperations = 16;
     QVXLogger::forgetConfiguredLevels();
     World world;
     QByteArray rest = Fuzz::bytes(data, size);
