@@ -64,6 +64,7 @@ constexpr std::array<KnownActivity, 5> knownActivities {{
 int checksToRefuse = 0;
 int refusedChecks = 0; ///< in the running operation
 int reloads = 0; ///< in the running operation
+std::set<std::string> acceptedTexts; ///< what the check let through in the running operation
 
 // ------------------------------------------------------------------------------------------ files
 
@@ -297,6 +298,7 @@ public:
         m_facilitiesBefore = facilityFiles();
         refusedChecks = 0;
         reloads = 0;
+        acceptedTexts.clear();
         (this->*found->perform)(words);
         checkFiles();
     }
@@ -334,6 +336,10 @@ private:
             FUZZ_REQUIRE(name == "facility" || name == "logappli.conf");
         }
         FUZZ_REQUIRE(read(backup) == m_backup);
+        // No text becomes the live one unchecked.
+        const auto current = read(live);
+        FUZZ_REQUIRE(!current || current == m_before || current == m_backup
+                     || acceptedTexts.count(*current) == 1);
         for (const auto &[name, content] : facilityFiles()) {
             const auto before = m_facilitiesBefore.find(name);
             const std::string activity = name.substr(0, name.rfind(".conf"));
@@ -402,10 +408,13 @@ private:
         FUZZ_REQUIRE(m_module.redirect() == table);
     }
 
-    /// Does it once more, which may change nothing.
+    /// Does an edit that nothing stood in the way of once more, which may change nothing.
     template<typename Edit>
     void checkRepeated(const Edit &edit)
     {
+        if (!m_before || refusedChecks > 0) {
+            return;
+        }
         const auto before = read(live);
         edit();
         if (refusedChecks == 0) {
@@ -767,13 +776,15 @@ private:
     void append(const Arguments &arguments)
     {
         m_isPlain = false;
-        write(live, read(live).value_or("") + arguments.at(0).toStdString() + '\n');
+        m_before = read(live).value_or("") + arguments.at(0).toStdString() + '\n';
+        write(live, *m_before);
     }
 
     void replaceConfiguration(const Arguments &arguments)
     {
         m_isPlain = false;
-        write(live, arguments.at(0).toStdString());
+        m_before = arguments.at(0).toStdString();
+        write(live, *m_before);
     }
 
     void replaceBackup(const Arguments &arguments)
@@ -849,6 +860,9 @@ extern "C" pid_t __wrap_waitpid(pid_t pid, int *status, int /*options*/)
         isRefused = true;
     }
     refusedChecks += isRefused ? 1 : 0;
+    if (!isRefused) {
+        acceptedTexts.insert(*text);
+    }
     *status = isRefused ? 1 << 8 : 0;
     return pid;
 }
