@@ -271,12 +271,13 @@ void tst_Console::answers_data()
     row("defence 2 rad", 1, "",
         "bad input parameter(s) -- use : defence --help command, for more information\nHint: ");
     row("logRemoteServerPort 514", 0, "", "");
+    row("logRemoteServerPort syslog", 0, "", "Hint: A port is a number from 1 to 65535; ");
 
     row("lvel", 2, "",
         "loggerctl: there is no subcommand 'lvel'. Did you mean 'level'?\nSubcommands: level");
     row("level qvxsipua", 2, "", "loggerctl: level: it cannot be used with just one argument\n");
     row("redirect qvxsipua udp 10.1.2.3 syslog", 2, "",
-        "loggerctl: redirect: the port 'syslog' is not a number\nUsage:\n");
+        "loggerctl: redirect: the port 'syslog' is not a number from 1 to 65535\nUsage:\n");
     row("defence read", 2, "", "loggerctl: defence: ");
     row("--jsn level", 2, "", "loggerctl: there is no option '--jsn'. Did you mean '--json'?");
     row("", 2, "", "loggerctl: a subcommand is missing\n");
