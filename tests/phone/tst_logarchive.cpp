@@ -20,6 +20,7 @@ namespace {
 const QString archive = QStringLiteral("/var/volatile/tmp/all_logs.tar.gz");
 const QString published = QStringLiteral("/www/pages/all_logs.tar.gz");
 const QString record = QStringLiteral("/run/phone/archive.record");
+const QString shellRecord = QStringLiteral("/run/phone/archive.shell");
 const QString statusFile = QStringLiteral("/run/phone/archive.status");
 
 const QVariantMap success {
@@ -128,6 +129,7 @@ void tst_LogArchive::init()
     Faults::removeAll(archive);
     Faults::removeAll(published);
     Faults::removeAll(record);
+    Faults::removeAll(shellRecord);
     Faults::removeAll(statusFile);
 }
 
@@ -221,6 +223,10 @@ void tst_LogArchive::commandLineIsLiteral()
                         "</data/core>\n"
                         "ln <-sf> </var/volatile/tmp/all_logs.tar.gz> "
                         "</www/pages/all_logs.tar.gz>\n"));
+    QCOMPARE(Phone::read(shellRecord),
+             QByteArray("/bin/sh|-c|tar -chzf /var/volatile/tmp/all_logs.tar.gz /var/log /log "
+                        "/data/core && ln -sf /var/volatile/tmp/all_logs.tar.gz "
+                        "/www/pages/all_logs.tar.gz|"));
 }
 
 void tst_LogArchive::nothingIsLogged()
