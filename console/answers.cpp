@@ -132,7 +132,8 @@ bool isProtocol(const QString &word)
 QString shortForm(const QString &activity, const QString &word)
 {
     const QString start = QStringLiteral("loggerctl redirect ") + activity + QLatin1Char(' ');
-    if (word.startsWith(QLatin1Char('/'))) {
+    if (word.startsWith(QLatin1Char('/')) && !word.contains(QLatin1Char('\''))
+        && !word.contains(QLatin1Char('"'))) {
         return QStringLiteral("A path goes into a text of syslog-ng: ") + start
             + QStringLiteral("'file(\"") + word + QStringLiteral("\")'");
     }
@@ -183,7 +184,9 @@ QString redirectHint(const Request &request, const QString &text)
     }
     if (text.startsWith(QStringLiteral("Destination not valid"))) {
         return QStringLiteral("Its own file is: loggerctl redirect ") + activity
-            + QStringLiteral(" ram ") + activity;
+            + (activity == QLatin1String("defence")
+                   ? QStringLiteral(" 'file(\"/log/Defence.log\")'")
+                   : QString(QStringLiteral(" ram ") + activity));
     }
     if (text.startsWith(QStringLiteral(" [REDIRECT] destination parameters not valid: "))) {
         return QStringLiteral("A log server is udp or tcp, an IPv4 address or a host name, and a "

@@ -338,6 +338,7 @@ void tst_ConsoleAnswers::hints_data()
     alone(sip, "initt"_s, "loggerctl redirect --help"_s);
     alone("all"_s, "inti"_s, "loggerctl redirect all init"_s);
     alone(sip, "/var/log/x.log"_s, "loggerctl redirect qvxsipua 'file(\"/var/log/x.log\")'"_s);
+    alone(sip, "/it's"_s, "loggerctl redirect --help"_s);
     alone(sip, "file(/x"_s, "loggerctl redirect --help"_s);
     row("support", support(sip, "RAM"_s, "x"_s),
         "Not a valid support type -- can be : ram - flash or usertty"_s, "'ram'"_s);
@@ -350,6 +351,9 @@ void tst_ConsoleAnswers::hints_data()
     row("redirect init of one", redirect(sip, "init"_s),
         "Destination not valid --parameter init can only be used with activity all !"_s,
         "loggerctl redirect qvxsipua ram qvxsipua"_s);
+    row("redirect init of defence", redirect("defence"_s, "init"_s),
+        "Destination not valid --parameter init can only be used with activity all !"_s,
+        "loggerctl redirect defence 'file(\"/log/Defence.log\")'"_s);
     row("server", server(sip, "udp"_s, "fe80::1"_s, 514),
         " [REDIRECT] destination parameters not valid: udp(\"fe80::1\" port(514))"_s,
         "loggerctl redirect qvxsipua udp 10.1.2.3 514"_s);
