@@ -343,6 +343,7 @@ void tst_LogArchive::longerThanTheTimeOut()
         QVERIFY(pid > 1);
         QVERIFY2(QTest::qWaitFor([pid] { return !runs(pid); }, 1000), Phone::read(record));
     }
+    QCOMPARE(service.output(), QByteArray()); // no complaint about a shell left to the destructor
     QCOMPARE(Faults::state(published), QByteArray("<missing>"));
     QCOMPARE(Phone::text(QStringLiteral("logComments"), {QString(), QString()}),
              QStringLiteral("OK"));
