@@ -14,6 +14,8 @@
 #include <QTest>
 
 #include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace {
 
@@ -116,6 +118,7 @@ private Q_SLOTS:
     void outputOfAnyLength();
     void shellThatDies();
     void shellThatCannotBeStarted();
+    void shellThatIsNotThere();
     void longerThanTheTimeOut();
 };
 
@@ -331,6 +334,22 @@ void tst_LogArchive::shellThatCannotBeStarted()
     QCOMPARE(Faults::state(published), QByteArray("<missing>"));
     QCOMPARE(module.generateLogsForWeb(), success);
     QVERIFY(QFile::exists(archive));
+}
+
+void tst_LogArchive::shellThatIsNotThere()
+{
+    // In an empty root directory, which a process of its own goes into.
+    const QTemporaryDir root;
+    const QByteArray path = root.path().toLocal8Bit();
+    TestableModule module;
+    const pid_t child = fork();
+    if (child == 0) {
+        _exit(chroot(path.constData()) == 0 && module.generateLogsForWeb() == success ? 0 : 1);
+    }
+    QVERIFY(child > 0);
+    int status = -1;
+    QCOMPARE(waitpid(child, &status, 0), child);
+    QCOMPARE(status, 0);
 }
 
 void tst_LogArchive::longerThanTheTimeOut()
