@@ -11,6 +11,7 @@ namespace {
 
 const QString all = QStringLiteral("all");
 const QString ok = QStringLiteral("OK");
+const QString undefined = QStringLiteral("UNDEFINED"); // as the settings service says it
 
 /// Whether @p text is all digits, with a sign before them or not.
 bool isNumber(const QString &text)
@@ -121,15 +122,54 @@ bool isUnknownActivity(const Request &request, const QString &text)
         || text == QStringLiteral("not a valid facility : ") + activity;
 }
 
+bool isProtocol(const QString &word)
+{
+    return word == QLatin1String("udp") || word == QLatin1String("tcp");
+}
+
+/// What to type when @p word alone was given as the destination of @p activity but is only the
+/// beginning of one, or mistyped; an empty text when it resembles nothing.
+QString shortForm(const QString &activity, const QString &word)
+{
+    const QString start = QStringLiteral("loggerctl redirect ") + activity + QLatin1Char(' ');
+    if (word.startsWith(QLatin1Char('/')) && !word.contains(QLatin1Char('\''))
+        && !word.contains(QLatin1Char('"'))) {
+        return QStringLiteral("A path goes into a text of syslog-ng: ") + start
+            + QStringLiteral("'file(\"") + word + QStringLiteral("\")'");
+    }
+    const QString ram = QStringLiteral("ram");
+    const QString flash = QStringLiteral("flash");
+    const QString usertty = QStringLiteral("usertty");
+    const QString console = QStringLiteral("V24");
+    QStringList words {ram, flash, usertty, QStringLiteral("udp"), QStringLiteral("tcp"), console};
+    if (activity == all) {
+        words.append(QStringLiteral("init"));
+    }
+    const QString meant = nearestWord(word, words);
+    if (meant.isEmpty()) {
+        return {};
+    }
+    QString argument;
+    if (meant == ram || meant == flash) {
+        argument = QStringLiteral(" sip");
+    } else if (meant == usertty) {
+        argument = QStringLiteral(" root");
+    } else if (isProtocol(meant)) {
+        argument = QStringLiteral(" 10.1.2.3 514");
+    }
+    return QStringLiteral("Example: ") + start + meant + argument;
+}
+
 QString redirectHint(const Request &request, const QString &text)
 {
     const QString activity = request.words.value(0);
     const QString word = request.words.value(1);
     if (text.startsWith(QStringLiteral("Not a valid support type"))) {
-        if (word == QLatin1String("udp") || word == QLatin1String("tcp")) {
+        if (isProtocol(word)) {
+            // The address, without a port that stands behind it as in "10.1.2.3:514".
+            const QString address = request.words.value(2).section(QLatin1Char(':'), 0, 0);
             return QStringLiteral("A log server needs a port: loggerctl redirect ") + activity
-                + QLatin1Char(' ') + word + QLatin1Char(' ') + request.words.value(2)
-                + QStringLiteral(" 514");
+                + QLatin1Char(' ') + word + QLatin1Char(' ') + address + QStringLiteral(" 514");
         }
         const QString nearest = nearestWord(
             word, {QStringLiteral("ram"), QStringLiteral("flash"), QStringLiteral("usertty")});
@@ -144,12 +184,20 @@ QString redirectHint(const Request &request, const QString &text)
     }
     if (text.startsWith(QStringLiteral("Destination not valid"))) {
         return QStringLiteral("Its own file is: loggerctl redirect ") + activity
-            + QStringLiteral(" ram ") + activity;
+            + (activity == QLatin1String("defence")
+                   ? QStringLiteral(" 'file(\"/log/Defence.log\")'")
+                   : QString(QStringLiteral(" ram ") + activity));
     }
     if (text.startsWith(QStringLiteral(" [REDIRECT] destination parameters not valid: "))) {
         return QStringLiteral("A log server is udp or tcp, an IPv4 address or a host name, and a "
                               "port from 1 to 65535: loggerctl redirect ")
             + activity + QStringLiteral(" udp 10.1.2.3 514");
+    }
+    if (request.operation == Operation::Redirect && word != QLatin1String("init")) {
+        const QString example = shortForm(activity, word);
+        if (!example.isEmpty()) {
+            return example;
+        }
     }
     if (text.startsWith(QStringLiteral("[REDIRECT] Destination not valid: "))
         || text.startsWith(QStringLiteral("[REDIRECT] destination parameter not valid: "))
@@ -236,6 +284,31 @@ QString hintFor(const Request &request, const QString &text)
     default:
         return {};
     }
+}
+
+QString hintForSetting(const Request &request)
+{
+    const QString value = request.words.value(0);
+    bool isNumber = false;
+    const int number = value.toInt(&isNumber);
+    constexpr int highestPort = 65535;
+    if (value == undefined) {
+        return {};
+    }
+    if (request.operation == Operation::RemoteServer && value != QLatin1String("true")
+        && value != QLatin1String("false")) {
+        return QStringLiteral("The value is true or false; this one is taken as false");
+    }
+    if (request.operation == Operation::RemoteProtocol && !isProtocol(value)) {
+        return QStringLiteral(
+            "The protocol is udp or tcp; with this one no log goes to the server");
+    }
+    if (request.operation == Operation::RemotePort
+        && (!isNumber || number < 1 || number > highestPort)) {
+        return QStringLiteral("A port is a number from 1 to 65535; with this one no log goes to "
+                              "the server");
+    }
+    return {};
 }
 
 QString hintForItems(const QString &items)

@@ -29,6 +29,10 @@ bool isSuccess(const Request &request, const QVariantMap &answer);
 /// text when there is nothing to add to it. No line feed at the end.
 QString hintFor(const Request &request, const QString &text);
 
+/// What is wrong with the value of a setting, which the service takes without an answer; an empty
+/// text when nothing can be seen. No line feed at the end.
+QString hintForSetting(const Request &request);
+
 /// What is wrong with the items of a request to set several levels, which the service answers
 /// before it looks at them; an empty text when nothing can be seen. No line feed at the end.
 QString hintForItems(const QString &items);

@@ -18,8 +18,7 @@ QList<QCommandLineOption> options()
         QCommandLineOption(QStringLiteral("json"),
                            QStringLiteral("print the answer as JSON, a failure too")),
         QCommandLineOption(QStringLiteral("color"),
-                           QStringLiteral("colour: auto (on a terminal, the default), always, "
-                                          "never"),
+                           QStringLiteral("colour: auto (the default), always or never"),
                            QStringLiteral("WHEN")),
         QCommandLineOption(QStringLiteral("timeout"),
                            QStringLiteral("how long to wait for an answer (default 120)"),
@@ -140,11 +139,21 @@ QString takeOptions(const QCommandLineParser &parser, CommandLine *line)
 
 CommandLine unknownCommand(const QString &name)
 {
-    QStringList names = commandNames();
-    const QString nearest = nearestWord(name, names);
-    return refuse(QStringLiteral("there is no subcommand '%1'.").arg(name) + didYouMean(nearest),
-                  QStringLiteral("Subcommands: ") + names.join(QLatin1Char(' ')) + QLatin1Char('\n')
-                      + seeHelp(QString()));
+    constexpr int width = 80;
+    const QStringList names = commandNames();
+    QString list;
+    QString line = QStringLiteral("Subcommands:");
+    for (const QString &candidate : names) {
+        if (line.size() + 1 + candidate.size() > width) {
+            list += line + QLatin1Char('\n');
+            line = QStringLiteral("            ");
+        }
+        line += QLatin1Char(' ') + candidate;
+    }
+    list += line + QLatin1Char('\n');
+    return refuse(QStringLiteral("there is no subcommand '%1'.").arg(name)
+                      + didYouMean(nearestWord(name, names)),
+                  list + seeHelp(QString()));
 }
 
 CommandLine helpAbout(const QStringList &names)

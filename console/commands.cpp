@@ -2,8 +2,11 @@
 // SPDX-License-Identifier: MIT
 #include "commands.h"
 
+#include "words.h"
+
 #include <algorithm>
 #include <array>
+#include <limits>
 
 namespace {
 
@@ -58,9 +61,9 @@ Reading readRedirect(const QStringList &arguments)
     case 4: {
         bool isNumber = false;
         const int port = arguments.at(3).toInt(&isNumber);
-        return isNumber
-            ? accept(Operation::RedirectToServer, arguments.mid(0, 3), port)
-            : refuse(QStringLiteral("the port '%1' is not a number").arg(arguments.at(3)));
+        return isNumber ? accept(Operation::RedirectToServer, arguments.mid(0, 3), port)
+                        : refuse(QStringLiteral("the port '%1' is not a number from 1 to 65535")
+                                     .arg(arguments.at(3)));
     }
     default:
         return wrongCount(arguments);
@@ -108,9 +111,14 @@ Reading readLevels(const QStringList &arguments)
         return others.isEmpty() ? refuse(QStringLiteral("'set' needs items such as qvxsipua:debug"))
                                 : accept(Operation::SetLevels, {others.join(QLatin1Char(','))});
     }
-    return refuse(arguments.isEmpty()
-                      ? QStringLiteral("one of the words get, set and reset is missing")
-                      : QStringLiteral("'%1' is none of the words get, set and reset").arg(word));
+    if (arguments.isEmpty()) {
+        return refuse(QStringLiteral("one of the words get, set and reset is missing"));
+    }
+    const QString nearest = nearestWord(
+        word, {QStringLiteral("get"), QStringLiteral("set"), QStringLiteral("reset")});
+    return refuse(
+        QStringLiteral("'%1' is none of the words get, set and reset").arg(word)
+        + (nearest.isEmpty() ? QString() : QStringLiteral(". Did you mean '%1'?").arg(nearest)));
 }
 
 Reading readArchive(const QStringList &arguments)
@@ -126,7 +134,9 @@ Reading readDefence(const QStringList &arguments)
     bool isNumber = false;
     const int position = arguments.at(0).toInt(&isNumber);
     return isNumber ? accept(Operation::Defence, arguments.mid(1), position)
-                    : refuse(QStringLiteral("'%1' is not a number of lines").arg(arguments.at(0)));
+                    : refuse(QStringLiteral("'%1' is not a number of lines from 0 to %2")
+                                 .arg(arguments.at(0))
+                                 .arg(std::numeric_limits<int>::max()));
 }
 
 Reading readComment(const QStringList &arguments)
@@ -156,7 +166,7 @@ Reading readRemote(const QStringList &arguments)
 constexpr std::array<Command, 20> table {{
     {"level", "\nACTIVITY LEVEL\nall LEVEL\nall init\nall restore",
      "list the activities; set the level of one or of all",
-     "Without arguments: the activities of this phone with their levels and destinations.\n"
+     "Without arguments: the activities of this phone, their levels and destinations.\n"
      "\n"
      "ACTIVITY is a name from that list. LEVEL is emerg, err, warning, notice, info or\n"
      "debug: messages up to that level are logged, so debug logs most.\n"
@@ -166,23 +176,22 @@ constexpr std::array<Command, 20> table {{
     {"redirect",
      "\nACTIVITY ram|flash NAME\nACTIVITY usertty USER\nACTIVITY udp|tcp ADDRESS PORT\n"
      "ACTIVITY DESTINATION\nall init",
-     "list the destinations; send an activity's log elsewhere",
-     "Without arguments: the activities of this phone with their levels and destinations.\n"
+     "list the destinations; send a log elsewhere",
+     "Without arguments: the activities of this phone, their levels and destinations.\n"
      "\n"
      "ACTIVITY is a name from that list, or 'all'. A log goes\n"
-     "  ram NAME                to the file /var/log/NAME.log, lost when the phone is switched "
-     "off\n"
-     "  flash NAME              to the file /log/flash/NAME.log\n"
-     "  usertty USER            to the terminals where USER is logged in\n"
-     "  udp|tcp ADDRESS PORT    to a log server: IPv4 address or host name\n"
-     "  V24                     to the serial console\n"
-     "  DESTINATION             where a text of syslog-ng says: file(\"/var/log/sip.log\"),\n"
-     "                          udp(\"10.1.2.3\" port(514)), program(\"...\"), pipe(\"...\"),\n"
-     "                          unix-stream(\"...\"), unix-dgram(\"...\"), usertty(\"...\")\n"
+     "  ram NAME              to the file /var/log/NAME.log, lost at switching off\n"
+     "  flash NAME            to the file /log/flash/NAME.log\n"
+     "  usertty USER          to the terminals where USER is logged in\n"
+     "  udp|tcp ADDRESS PORT  to a log server: IPv4 address or host name\n"
+     "  V24                   to the serial console\n"
+     "  DESTINATION           where a syslog-ng text says: file(\"/var/log/sip.log\"),\n"
+     "                        udp(\"10.1.2.3\" port(514)), program(\"...\"), pipe(\"...\"),\n"
+     "                        unix-stream(\"...\"), unix-dgram(\"...\"), usertty(\"...\")\n"
      "'all init' puts every activity back on its own file.\n"
-     "Put a DESTINATION into single quotes. One that syslog-ng refuses is answered like a\n"
-     "success, and the configuration's backup is in place afterwards: look at 'loggerctl\n"
-     "redirect' again.",
+     "Put a DESTINATION into single quotes. One that syslog-ng refuses is answered\n"
+     "like a success, and the configuration's backup is in place afterwards: look at\n"
+     "'loggerctl redirect' again.",
      "\nqvxsipua udp 10.1.2.3 514\nqvxsipua ram sip\nqvxsipua 'file(\"/var/log/sip.log\")'\nall "
      "init",
      readRedirect},
@@ -192,72 +201,78 @@ constexpr std::array<Command, 20> table {{
      "set    changes the levels of several activities\n"
      "reset  puts every activity back to err\n"
      "\n"
-     "set and reset are answered at once; the work is done behind, and its own outcome is not\n"
-     "told. 'loggerctl level' shows it.",
+     "set and reset are answered at once; the work is done behind, and its own\n"
+     "outcome is not told. 'loggerctl level' shows it.",
      "get\nset qvxsipua:debug Telephony:warning\nreset", readLevels},
     {"defence", "COUNT read\nCOUNT delete\n0 size", "read, trim or count the defence log in flash",
      "read    prints the newest COUNT lines\n"
      "delete  removes the newest COUNT lines\n"
      "size    tells how many lines there are; COUNT does not matter",
      "20 read\n5 delete\n0 size", readDefence},
-    {"delete", "\nflash", "delete the log files in RAM; with 'flash' those in flash too",
-     "Deletes the files in /var/log whose names have a dot, with 'flash' those in /log/flash\n"
-     "too, and lets the syslog daemon begin new ones. The defence log stays.\n"
+    {"delete", "\nflash", "delete the log files in RAM, or in RAM and flash",
+     "Deletes the files in /var/log whose names have a dot, with 'flash' those in\n"
+     "/log/flash too, and lets the syslog daemon begin new ones. The defence log\n"
+     "stays.\n"
      "There is no way back.",
      "\nflash", readDelete},
     {"archive", "", "pack all logs and core dumps for the web interface",
-     "The archive is /var/volatile/tmp/all_logs.tar.gz; the phone's web server offers it as\n"
-     "/all_logs.tar.gz. This may take half a minute. When a log grows while it is packed, the\n"
-     "answer is 'Error on exit': try again.",
+     "The archive is /var/volatile/tmp/all_logs.tar.gz; the phone's web server offers\n"
+     "it as /all_logs.tar.gz. This may take half a minute. When a log grows while it\n"
+     "is packed, the answer is 'Error on exit': try again.",
      "", readArchive},
     {"comment", "ACTIVITY TEXT...", "write a comment into the log of an activity",
      "The comment is written whatever the level of the activity.",
      "qvxsipua \"call failed at 10:32\"", readComment},
-    {"watch", "", "print level changes as they are announced, until Ctrl-C",
-     "Each change is a line: the activity, or 'all', and its new level. Changes are announced\n"
-     "when they begin, also when they then fail. Ctrl-C ends it with status 0.",
+    {"watch", "", "print level changes when they are announced",
+     "Each change is a line: the activity, or 'all', and its new level. Changes are\n"
+     "announced when they begin, also when they then fail. Ctrl-C ends it with\n"
+     "status 0.",
      "", readWatch},
     {"remote", "", "print the remote log server's settings",
-     "Asks the phone's settings service, which holds them. UNDEFINED is a setting that is not\n"
-     "set. They take effect when the service starts or when a setting is changed.",
+     "Asks the phone's settings service, which holds them. UNDEFINED is a setting that\n"
+     "is not set. They take effect when the service starts or when one is changed.",
      "", readRemote},
     {"deleteTmpLogFiles", "\nflash", "the same as delete",
-     "Deletes the files in /var/log whose names have a dot, with 'flash' those in /log/flash\n"
-     "too, and lets the syslog daemon begin new ones.",
+     "Deletes the files in /var/log whose names have a dot, with 'flash' those in\n"
+     "/log/flash too, and lets the syslog daemon begin new ones.",
      "\nflash", readDelete},
     {"getSyslogLevels", "", "the same as levels get",
      "Prints the levels of the phone's main activities.", "", readGetLevels},
     {"setSyslogLevels", "LEVELS", "the same as levels set, with one text",
-     "LEVELS is a list ACTIVITY:LEVEL,ACTIVITY:LEVEL without blanks, which may stand in braces.\n"
+     "LEVELS is a list ACTIVITY:LEVEL,ACTIVITY:LEVEL without blanks, which may stand\n"
+     "in braces.\n"
      "The answer comes at once; the work is done behind.",
      "'{qvxsipua:debug,Telephony:warning}'", readSetLevels},
     {"resetSyslogLevelsToErr", "", "the same as levels reset",
-     "Puts every activity back to err. The answer comes at once; the work is done behind.", "",
-     readResetLevels},
+     "Puts every activity back to err.\n"
+     "The answer comes at once; the work is done behind.",
+     "", readResetLevels},
     {"generateLogsForWeb", "", "the same as archive",
-     "Packs all logs and core dumps into one archive, which the phone's web server offers as\n"
-     "/all_logs.tar.gz.",
+     "Packs all logs and core dumps into one archive, which the phone's web server\n"
+     "offers as /all_logs.tar.gz.",
      "", readArchive},
     {"logComments", "ACTIVITY TEXT...", "the same as comment",
      "Writes a comment into the log of an activity, whatever its level.",
      "qvxsipua \"call failed at 10:32\"", readComment},
-    {"logRemoteServer", "true|false", "tell the service that a remote log server exists or not",
-     "The settings service calls this when LogRemoteServerExist changes: that is the way to\n"
-     "change a setting for good. Used here, it acts once: 'true' sends all logs to the remote\n"
-     "server as the service knows it, anything else puts every activity back on its own file.",
+    {"logRemoteServer", "true|false", "tell the service whether a log server exists",
+     "The settings service calls this when LogRemoteServerExist changes: that is the\n"
+     "way to change a setting for good. Used here, it acts once: 'true' sends all logs\n"
+     "to the log server as the service knows it, anything else puts every activity\n"
+     "back on its own file.",
      "true", readSetting<Operation::RemoteServer>},
-    {"logRemoteServerProto", "udp|tcp", "tell the service the remote log server's protocol",
-     "The settings service calls this when LogRemoteServerProtocol changes: that is the way to\n"
-     "change a setting for good. Used here, it lasts until the service ends.",
+    {"logRemoteServerProto", "udp|tcp", "tell the service the log server's protocol",
+     "The settings service calls this when LogRemoteServerProtocol changes: that is\n"
+     "the way to change a setting for good. Used here, it lasts until the service\n"
+     "ends.",
      "udp", readSetting<Operation::RemoteProtocol>},
-    {"logRemoteServerAddress", "ADDRESS", "tell the service the remote log server's address",
-     "The settings service calls this when LogRemoteServerAddress changes: that is the way to\n"
-     "change a setting for good. Used here, it lasts until the service ends. ADDRESS is an IPv4\n"
-     "address or a host name.",
+    {"logRemoteServerAddress", "ADDRESS", "tell the service the log server's address",
+     "The settings service calls this when LogRemoteServerAddress changes: that is the\n"
+     "way to change a setting for good. Used here, it lasts until the service ends.\n"
+     "ADDRESS is an IPv4 address or a host name.",
      "10.1.2.3", readSetting<Operation::RemoteAddress>},
-    {"logRemoteServerPort", "PORT", "tell the service the remote log server's port",
-     "The settings service calls this when LogRemoteServerPort changes: that is the way to\n"
-     "change a setting for good. Used here, it lasts until the service ends.",
+    {"logRemoteServerPort", "PORT", "tell the service the log server's port",
+     "The settings service calls this when LogRemoteServerPort changes: that is the\n"
+     "way to change a setting for good. Used here, it lasts until the service ends.",
      "514", readSetting<Operation::RemotePort>},
     {"help", "\nSUBCOMMAND", "print this help, or that of a subcommand", "The same as --help.",
      "\nredirect", nullptr},

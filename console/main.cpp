@@ -11,7 +11,6 @@
 #include <QTextCodec>
 
 #include <csignal>
-#include <cstring>
 
 #include <unistd.h>
 
@@ -21,8 +20,7 @@ int write(const Presentation &presentation)
 {
     writeAll(STDERR_FILENO, presentation.errors.toUtf8());
     if (!writeAll(STDOUT_FILENO, presentation.output.toUtf8())) {
-        const QByteArray reason = std::strerror(errno); // NOLINT(concurrency-mt-unsafe): no threads
-        writeAll(STDERR_FILENO, "loggerctl: the answer cannot be written: " + reason + '\n');
+        sayThatItCannotBeWritten();
         return Failed;
     }
     return presentation.status;
@@ -76,6 +74,7 @@ int carryOut(const CommandLine &line)
 
 int main(int argc, char *argv[])
 {
+    occupyStandardDescriptors();
     // Words and answers mean the same bytes whatever the locale is.
     QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
     const QCoreApplication application(argc, argv);

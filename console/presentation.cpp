@@ -141,6 +141,7 @@ Presentation present(const Request &request, const QVariant &answer, const Scree
         presentation.errors = QStringLiteral(
             "The service has taken the value. What became of it: loggerctl redirect\n");
     }
+    presentation.errors += hintLine(hintForSetting(request), screens.errors);
     return presentation;
 }
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 
+#include <fcntl.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -77,6 +78,19 @@ QString visible(const QString &text)
     return shown;
 }
 
+void occupyStandardDescriptors()
+{
+    // In the order of the numbers, because the lowest free one is taken.
+    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): there is no other form of fcntl(2)
+        if (fcntl(descriptor, F_GETFD) < 0 && errno == EBADF) {
+            const int mode = descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY;
+            // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): nor of open(2)
+            static_cast<void>(open("/dev/null", mode));
+        }
+    }
+}
+
 bool writeAll(int descriptor, const QByteArray &bytes)
 {
     const char *next = bytes.constData();
@@ -93,4 +107,10 @@ bool writeAll(int descriptor, const QByteArray &bytes)
         left -= static_cast<size_t>(written);
     }
     return true;
+}
+
+void sayThatItCannotBeWritten()
+{
+    writeAll(STDERR_FILENO,
+             "loggerctl: the answer cannot be written: " + qt_error_string(errno).toUtf8() + '\n');
 }

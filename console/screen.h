@@ -31,5 +31,13 @@ Screen screenOf(int descriptor, ColorMode mode);
 /// its line: "^[" for an escape, "\u009b" for others. Line feeds and tabs stay.
 QString visible(const QString &text);
 
+/// Occupies the standard file descriptors that are closed, so that nothing which the process opens
+/// gets their numbers and with them what was meant for a reader. They stay without use: what is
+/// written there fails.
+void occupyStandardDescriptors();
+
 /// Writes @p bytes to the file descriptor @p descriptor. @return whether all of it was written
 bool writeAll(int descriptor, const QByteArray &bytes);
+
+/// Tells on standard error why the answer could not be written, by errno.
+void sayThatItCannotBeWritten();

@@ -42,6 +42,7 @@ public Q_SLOTS:
     void changed(const QVariantMap &event)
     {
         if (!writeAll(STDOUT_FILENO, presentChange(event, m_screens).toUtf8())) {
+            sayThatItCannotBeWritten();
             QCoreApplication::exit(Failed);
         }
     }

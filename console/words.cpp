@@ -19,21 +19,26 @@ constexpr std::array<Level, 6> levels {
     {{0, "emerg"}, {3, "err"}, {4, "warning"}, {5, "notice"}, {6, "info"}, {7, "debug"}}};
 constexpr int errorLevel = 3;
 
-/// How many characters have to be inserted, removed or replaced to make @p to of @p from.
+/// How many characters have to be inserted, removed, replaced, or swapped with their neighbour to
+/// make @p to of @p from.
 int editDistance(const QString &from, const QString &to)
 {
     std::vector<int> row(static_cast<size_t>(to.size()) + 1);
     for (size_t j = 0; j < row.size(); ++j) {
         row[j] = static_cast<int>(j);
     }
+    std::vector<int> before; // the row before the last
     for (int i = 0; i < from.size(); ++i) {
-        int diagonal = std::exchange(row[0], i + 1);
+        std::vector<int> next(row.size(), i + 1);
         for (int j = 0; j < to.size(); ++j) {
             const auto column = static_cast<size_t>(j);
-            const int replaced = diagonal + (from.at(i) == to.at(j) ? 0 : 1);
-            diagonal = row[column + 1];
-            row[column + 1] = std::min({replaced, diagonal + 1, row[column] + 1});
+            const int replaced = row[column] + (from.at(i) == to.at(j) ? 0 : 1);
+            next[column + 1] = std::min({replaced, row[column + 1] + 1, next[column] + 1});
+            if (i > 0 && j > 0 && from.at(i) == to.at(j - 1) && from.at(i - 1) == to.at(j)) {
+                next[column + 1] = std::min(next[column + 1], before[column - 1] + 1);
+            }
         }
+        before = std::exchange(row, next);
     }
     return row.back();
 }

@@ -183,6 +183,7 @@ private Q_SLOTS:
     void asJson_data();
     void asJson();
     void pipes();
+    void closedDescriptors();
     void terminalTable();
     void terminalColors_data();
     void terminalColors();
@@ -194,6 +195,7 @@ private Q_SLOTS:
     void completionInAShell();
 
     void watchPrints();
+    void watchIntoAFullDevice();
     void watchOnATerminal();
 
     // From here on the test has a service of its own, or none.
@@ -269,12 +271,13 @@ void tst_Console::answers_data()
     row("defence 2 rad", 1, "",
         "bad input parameter(s) -- use : defence --help command, for more information\nHint: ");
     row("logRemoteServerPort 514", 0, "", "");
+    row("logRemoteServerPort syslog", 0, "", "Hint: A port is a number from 1 to 65535; ");
 
     row("lvel", 2, "",
         "loggerctl: there is no subcommand 'lvel'. Did you mean 'level'?\nSubcommands: level");
     row("level qvxsipua", 2, "", "loggerctl: level: it cannot be used with just one argument\n");
     row("redirect qvxsipua udp 10.1.2.3 syslog", 2, "",
-        "loggerctl: redirect: the port 'syslog' is not a number\nUsage:\n");
+        "loggerctl: redirect: the port 'syslog' is not a number from 1 to 65535\nUsage:\n");
     row("defence read", 2, "", "loggerctl: defence: ");
     row("--jsn level", 2, "", "loggerctl: there is no option '--jsn'. Did you mean '--json'?");
     row("", 2, "", "loggerctl: a subcommand is missing\n");
@@ -510,6 +513,22 @@ void tst_Console::pipes()
     QCOMPARE(outcome.errors, QByteArray());
 }
 
+void tst_Console::closedDescriptors()
+{
+    // What the process opens must not take their numbers: the bus would get the answer.
+    const QByteArray complaint = "loggerctl: the answer cannot be written: Bad file descriptor\n";
+    for (const char *const closed : {">&-", ">&- <&-"}) {
+        const Outcome outcome = shell("loggerctl level "_s + QString::fromLatin1(closed));
+        QCOMPARE(outcome.status, 1);
+        QCOMPARE(outcome.errors, complaint);
+    }
+    Outcome outcome = shell("loggerctl level <&- 2>&-"_s);
+    QCOMPARE(outcome.status, 0);
+    QCOMPARE(outcome.output, Phone::text("level"_s).toUtf8());
+    outcome = shell("loggerctl level x err <&- >&- 2>&-; echo $?; loggerctl xyz 2>&-; echo $?"_s);
+    QCOMPARE(outcome.output, QByteArray("1\n2\n"));
+}
+
 void tst_Console::terminalTable()
 {
     QCOMPARE(console("level qvxsipua debug").status, 0);
@@ -707,6 +726,26 @@ void tst_Console::watchPrints()
     QCOMPARE(
         json(line).object(),
         (QJsonObject {{"activity"_s, "qvxsipua"_s}, {"level"_s, "notice"_s}, {"number"_s, 5}}));
+}
+
+void tst_Console::watchIntoAFullDevice()
+{
+    QProcess process;
+    process.start("sh"_s, {"-c"_s, "exec loggerctl watch >/dev/full"_s});
+    QVERIFY(process.waitForStarted());
+    const bool ended = QTest::qWaitFor(
+        [&process] {
+            Phone::text("level"_s, {"qvxsipua"_s, "debug"_s});
+            return process.waitForFinished(200);
+        },
+        20000);
+    process.kill();
+    process.waitForFinished();
+    QVERIFY(ended);
+    QCOMPARE(process.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(process.exitCode(), 1);
+    QCOMPARE(process.readAllStandardError(),
+             QByteArray("loggerctl: the answer cannot be written: No space left on device\n"));
 }
 
 void tst_Console::watchOnATerminal()

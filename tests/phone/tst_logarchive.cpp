@@ -14,12 +14,15 @@
 #include <QTest>
 
 #include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace {
 
 const QString archive = QStringLiteral("/var/volatile/tmp/all_logs.tar.gz");
 const QString published = QStringLiteral("/www/pages/all_logs.tar.gz");
 const QString record = QStringLiteral("/run/phone/archive.record");
+const QString shellRecord = QStringLiteral("/run/phone/archive.shell");
 const QString statusFile = QStringLiteral("/run/phone/archive.status");
 
 const QVariantMap success {
@@ -115,6 +118,7 @@ private Q_SLOTS:
     void outputOfAnyLength();
     void shellThatDies();
     void shellThatCannotBeStarted();
+    void shellThatIsNotThere();
     void longerThanTheTimeOut();
 };
 
@@ -128,6 +132,7 @@ void tst_LogArchive::init()
     Faults::removeAll(archive);
     Faults::removeAll(published);
     Faults::removeAll(record);
+    Faults::removeAll(shellRecord);
     Faults::removeAll(statusFile);
 }
 
@@ -221,6 +226,10 @@ void tst_LogArchive::commandLineIsLiteral()
                         "</data/core>\n"
                         "ln <-sf> </var/volatile/tmp/all_logs.tar.gz> "
                         "</www/pages/all_logs.tar.gz>\n"));
+    QCOMPARE(Phone::read(shellRecord),
+             QByteArray("/bin/sh|-c|tar -chzf /var/volatile/tmp/all_logs.tar.gz /var/log /log "
+                        "/data/core && ln -sf /var/volatile/tmp/all_logs.tar.gz "
+                        "/www/pages/all_logs.tar.gz|"));
 }
 
 void tst_LogArchive::nothingIsLogged()
@@ -327,6 +336,22 @@ void tst_LogArchive::shellThatCannotBeStarted()
     QVERIFY(QFile::exists(archive));
 }
 
+void tst_LogArchive::shellThatIsNotThere()
+{
+    // In an empty root directory, which a process of its own goes into.
+    const QTemporaryDir root;
+    const QByteArray path = root.path().toLocal8Bit();
+    TestableModule module;
+    const pid_t child = fork();
+    if (child == 0) {
+        _exit(chroot(path.constData()) == 0 && module.generateLogsForWeb() == success ? 0 : 1);
+    }
+    QVERIFY(child > 0);
+    int status = -1;
+    QCOMPARE(waitpid(child, &status, 0), child);
+    QCOMPARE(status, 0);
+}
+
 void tst_LogArchive::longerThanTheTimeOut()
 {
     const Phone::Service service(environmentWith(QStringLiteral("archive-endless")));
@@ -337,6 +362,7 @@ void tst_LogArchive::longerThanTheTimeOut()
         QVERIFY(pid > 1);
         QVERIFY2(QTest::qWaitFor([pid] { return !runs(pid); }, 1000), Phone::read(record));
     }
+    QCOMPARE(service.output(), QByteArray()); // no complaint about a shell left to the destructor
     QCOMPARE(Faults::state(published), QByteArray("<missing>"));
     QCOMPARE(Phone::text(QStringLiteral("logComments"), {QString(), QString()}),
              QStringLiteral("OK"));

@@ -7,7 +7,9 @@
 #include "support/testablemodule.h"
 
 #include <QDir>
+#include <QDirIterator>
 #include <QFile>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -144,6 +146,7 @@ private Q_SLOTS:
     void directoryThatCannotBeEntered_data();
     void directoryThatCannotBeEntered();
     void eachRemovalIsTold();
+    void filesGoInTheOrderOfTheDirectory();
     void removalLinesAreGuardedByTheLevel_data();
     void removalLinesAreGuardedByTheLevel();
     void whatCannotBeRemovedDoesNotStopTheRest();
@@ -405,6 +408,26 @@ void tst_LogFiles::eachRemovalIsTold()
     // RAM first.
     QVERIFY(lines.indexOf(toRemove + gone.at(2)) > lines.indexOf(toRemove + gone.at(0)));
     QVERIFY(lines.indexOf(toRemove + gone.at(2)) > lines.indexOf(toRemove + gone.at(1)));
+}
+
+void tst_LogFiles::filesGoInTheOrderOfTheDirectory()
+{
+    // Made in an order that is neither that of the names nor its reverse.
+    make(ram,
+         {QStringLiteral("b.log"), QStringLiteral("c.log"), QStringLiteral("a.log"),
+          QStringLiteral("d.log")});
+    QStringList expected;
+    QDirIterator entries(QStringLiteral("/var/log"), {QStringLiteral("?.log")}, QDir::Files);
+    while (entries.hasNext()) {
+        expected.append(toRemove + entries.next());
+    }
+    QCOMPARE(expected.size(), 4);
+    const LogCapture log;
+    const HangUps syslog;
+    TestableModule module;
+    QCOMPARE(module.deleteTmpLogFiles(), allInRam);
+    QCOMPARE(Faults::logged(log).filter(QRegularExpression(QStringLiteral("/[a-d]\\.log$"))),
+             expected);
 }
 
 void tst_LogFiles::removalLinesAreGuardedByTheLevel_data()

@@ -70,6 +70,8 @@ private Q_SLOTS:
     void maps();
     void hints_data();
     void hints();
+    void settings_data();
+    void settings();
     void items_data();
     void items();
 };
@@ -318,6 +320,26 @@ void tst_ConsoleAnswers::hints_data()
     row("port missing", support(sip, "udp"_s, "10.1.2.3"_s),
         "Not a valid support type -- can be : ram - flash or usertty"_s,
         "loggerctl redirect qvxsipua udp 10.1.2.3 514"_s);
+    row("port behind the address", support(sip, "tcp"_s, "10.1.2.3:601"_s),
+        "Not a valid support type -- can be : ram - flash or usertty"_s,
+        "loggerctl redirect qvxsipua tcp 10.1.2.3 514"_s);
+    row("support with swapped letters", support(sip, "rma"_s, "x"_s),
+        "Not a valid support type -- can be : ram - flash or usertty"_s, "'ram'"_s);
+    const auto alone = [&](const QString &activity, const QString &word, const QString &command) {
+        QTest::newRow(qPrintable("alone: "_s + word))
+            << redirect(activity, word) << "[REDIRECT] Destination not valid: "_s + word << command;
+    };
+    alone(sip, "ram"_s, "loggerctl redirect qvxsipua ram sip"_s);
+    alone(sip, "flash"_s, "loggerctl redirect qvxsipua flash sip"_s);
+    alone(sip, "usertty"_s, "loggerctl redirect qvxsipua usertty root"_s);
+    alone(sip, "udp"_s, "loggerctl redirect qvxsipua udp 10.1.2.3 514"_s);
+    alone(sip, "TCP"_s, "loggerctl redirect qvxsipua tcp 10.1.2.3 514"_s);
+    alone(sip, "v24"_s, "loggerctl redirect qvxsipua V24"_s);
+    alone(sip, "initt"_s, "loggerctl redirect --help"_s);
+    alone("all"_s, "inti"_s, "loggerctl redirect all init"_s);
+    alone(sip, "/var/log/x.log"_s, "loggerctl redirect qvxsipua 'file(\"/var/log/x.log\")'"_s);
+    alone(sip, "/it's"_s, "loggerctl redirect --help"_s);
+    alone(sip, "file(/x"_s, "loggerctl redirect --help"_s);
     row("support", support(sip, "RAM"_s, "x"_s),
         "Not a valid support type -- can be : ram - flash or usertty"_s, "'ram'"_s);
     row("support that is like none", support(sip, "disk"_s, "x"_s),
@@ -329,6 +351,9 @@ void tst_ConsoleAnswers::hints_data()
     row("redirect init of one", redirect(sip, "init"_s),
         "Destination not valid --parameter init can only be used with activity all !"_s,
         "loggerctl redirect qvxsipua ram qvxsipua"_s);
+    row("redirect init of defence", redirect("defence"_s, "init"_s),
+        "Destination not valid --parameter init can only be used with activity all !"_s,
+        "loggerctl redirect defence 'file(\"/log/Defence.log\")'"_s);
     row("server", server(sip, "udp"_s, "fe80::1"_s, 514),
         " [REDIRECT] destination parameters not valid: udp(\"fe80::1\" port(514))"_s,
         "loggerctl redirect qvxsipua udp 10.1.2.3 514"_s);
@@ -360,6 +385,43 @@ void tst_ConsoleAnswers::hints()
         QVERIFY2(hint.contains(part), qPrintable(hint));
         QVERIFY(!hint.endsWith(QLatin1Char('\n')));
     }
+}
+
+void tst_ConsoleAnswers::settings_data()
+{
+    QTest::addColumn<Operation>("operation");
+    QTest::addColumn<QString>("value");
+    QTest::addColumn<QString>("part"); // of the hint; empty when there is none
+    const auto row = [](Operation operation, const char *value, const char *part) {
+        QTest::addRow("%d '%s'", int(operation), value)
+            << operation << QString::fromLatin1(value) << QString::fromLatin1(part);
+    };
+    row(Operation::RemoteServer, "true", "");
+    row(Operation::RemoteServer, "false", "");
+    row(Operation::RemoteServer, "UNDEFINED", "");
+    row(Operation::RemoteServer, "TRUE", "true or false");
+    row(Operation::RemoteServer, "", "true or false");
+    row(Operation::RemoteProtocol, "udp", "");
+    row(Operation::RemoteProtocol, "tcp", "");
+    row(Operation::RemoteProtocol, "UNDEFINED", "");
+    row(Operation::RemoteProtocol, "UDP", "udp or tcp");
+    row(Operation::RemotePort, "1", "");
+    row(Operation::RemotePort, "65535", "");
+    row(Operation::RemotePort, "UNDEFINED", "");
+    for (const char *const port : {"0", "65536", "-1", "", "syslog", "99999999999"}) {
+        row(Operation::RemotePort, port, "from 1 to 65535");
+    }
+    row(Operation::RemoteAddress, "loghost", "");
+}
+
+void tst_ConsoleAnswers::settings()
+{
+    QFETCH(Operation, operation);
+    QFETCH(QString, value);
+    QFETCH(QString, part);
+    const QString hint = hintForSetting({operation, {value}, 0});
+    QCOMPARE(hint.isEmpty(), part.isEmpty());
+    QVERIFY2(hint.contains(part), qPrintable(hint));
 }
 
 void tst_ConsoleAnswers::items_data()
