@@ -77,11 +77,8 @@ int main(int argc, char *argv[])
             makeActivities(counts[size]);
             for (std::size_t index = 0; index < operations.size(); ++index) {
                 const Operation &operation = operations[index];
-                // A change of 10,000 activities takes long enough for few runs to tell.
-                const int repeats
-                    = operation.changes && counts[size] > 1000 ? qMax(1, runs / 5) : runs;
                 QVector<double> times;
-                for (int run = 0; run < repeats; ++run) {
+                for (int run = 0; run < runs; ++run) {
                     const QString level = run % 2 ? QStringLiteral("err") : QStringLiteral("debug");
                     times.append(Measure::time([&] {
                         if (operation.changes) {
@@ -95,7 +92,7 @@ int main(int argc, char *argv[])
                 }
                 const QByteArray what
                     = QByteArray(operation.name) + ", " + QByteArray::number(counts[size]);
-                Measure::print(what.constData(), Measure::median(times), repeats);
+                Measure::print(what.constData(), Measure::median(times), runs);
                 perActivity[index][size] = Measure::median(times) / counts[size];
             }
         }

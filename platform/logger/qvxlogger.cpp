@@ -35,7 +35,11 @@ struct Configuration
 /// A directory out of the platform's settings file, with the slash that callers rely on.
 QString configuredDirectory(const char *key, const char *builtIn)
 {
-    QSettings settings(QStringLiteral("/etc/QVXApplication/platform.conf"), QSettings::IniFormat);
+    const QString file = QStringLiteral("/etc/QVXApplication/platform.conf");
+    if (!QFile::exists(file)) {
+        return QLatin1String(builtIn); // on most phones, which need not load the parser then
+    }
+    QSettings settings(file, QSettings::IniFormat);
     settings.setIniCodec("UTF-8");
     const QVariant value = settings.value(QStringLiteral("logger/") + QLatin1String(key));
     if (!value.isValid()) {

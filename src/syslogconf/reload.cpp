@@ -4,16 +4,15 @@
 
 #include "app/diagnostics.h"
 #include "app/loggermodule.h"
+#include "childprocess.h"
 #include "textfile.h"
 
 #include <QFile>
-#include <QProcess>
 #include <QRegularExpression>
 
 namespace {
 
-constexpr int startTimeout = 30000; // ms
-constexpr int finishTimeout = 30000; // ms
+constexpr int timeout = 30000; // ms
 
 const QString pidFilePath = QStringLiteral("/var/run/") + QStringLiteral("syslog-ng.pid");
 
@@ -54,13 +53,11 @@ void LoggerModule::restart()
         logDebug(QStringLiteral("[restart] pidFile not readable "));
         return;
     }
-    QProcess kill;
-    kill.start(QStringLiteral("kill"), {QStringLiteral("-hup"), pid}, QIODevice::ReadWrite);
-    if (kill.waitForStarted(startTimeout) && kill.waitForFinished(finishTimeout)) {
+    const QString error
+        = runProgram(QStringLiteral("kill"), {QStringLiteral("-hup"), pid}, timeout);
+    if (error.isEmpty()) {
         logDebug(QStringLiteral("[restart]process success."));
     } else {
-        logDebug(QStringLiteral("[restart] process result ") + kill.errorString());
-        kill.kill();
-        kill.waitForFinished();
+        logDebug(QStringLiteral("[restart] process result ") + error);
     }
 }
