@@ -39,12 +39,14 @@ int main(int argc, char *argv[])
                       {items(run % 2 ? QStringLiteral("err") : QStringLiteral("warning"))});
     };
     for (int run = 0; run < runs; ++run) {
+        Measure::waitForIdleSyslog();
         // The listing waits until the last item is applied.
         jobs.append(Measure::time([&] {
             startJob(run);
             Measure::call(QStringLiteral("level"));
         }));
         listings.append(Measure::time([] { Measure::call(QStringLiteral("level")); }));
+        Measure::waitForIdleSyslog();
         outside.append(Measure::time([] {
             for (int item = 0; item < 7; ++item) {
                 Measure::outsideWork();

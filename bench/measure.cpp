@@ -7,6 +7,7 @@
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
 #include <QDBusServiceWatcher>
+#include <QDir>
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QFile>
@@ -82,6 +83,20 @@ QVariant call(const QString &method, const QVariantList &arguments, const QStrin
     return reply.arguments().value(0);
 }
 
+void askSettings(const QString &setting)
+{
+    QDBusMessage message = QDBusMessage::createMethodCall(
+        QStringLiteral("com.corvane.Quorvix.SettingsManager"),
+        QStringLiteral("/com/corvane/Quorvix/SettingsManager"),
+        QStringLiteral("com.corvane.Quorvix.QVXInterface"), QStringLiteral("getSettingValue"));
+    message << setting;
+    const QDBusMessage reply
+        = QDBusConnection::systemBus().call(message, QDBus::Block, callTimeout);
+    if (reply.type() != QDBusMessage::ReplyMessage) {
+        qFatal("getSettingValue: %s", qPrintable(reply.errorMessage()));
+    }
+}
+
 void expect(const QString &expected, const QString &method, const QVariantList &arguments)
 {
     const QString answer = call(method, arguments).toString();
@@ -155,6 +170,34 @@ void outsideWork()
         {QStringLiteral("-hup"), QString::fromLatin1(readFile(syslogPidFile)).trimmed()});
 }
 
+void waitForIdleSyslog()
+{
+    const QString tasks = QStringLiteral("/proc/%1/task/")
+                              .arg(QString::fromLatin1(readFile(syslogPidFile)).trimmed());
+    const auto runTime = [&tasks] {
+        qint64 nanoseconds = 0;
+        const QStringList threads = QDir(tasks).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+        for (const QString &thread : threads) {
+            QFile file(tasks + thread + QStringLiteral("/schedstat"));
+            if (file.open(QIODevice::ReadOnly)) { // else the thread has ended meanwhile
+                nanoseconds += file.readAll().split(' ').first().toLongLong();
+            }
+        }
+        return nanoseconds;
+    };
+    constexpr int idleLooks = 4;
+    constexpr useconds_t pause = 5000;
+    qint64 last = runTime();
+    for (int idle = 0; idle < idleLooks; ++idle) {
+        usleep(pause);
+        const qint64 now = runTime();
+        if (now != last) {
+            idle = -1;
+        }
+        last = now;
+    }
+}
+
 QByteArray readFile(const QString &path)
 {
     QFile file(path);
@@ -192,17 +235,21 @@ Service::~Service()
     }
 }
 
-double Service::privateMemory() const
+Memory Service::privateMemory() const
 {
-    double size = 0;
+    Memory memory;
     const QList<QByteArray> lines
         = readFile(QStringLiteral("/proc/%1/smaps_rollup").arg(m_process.processId())).split('\n');
     for (const QByteArray &line : lines) {
+        const double size = line.simplified().split(' ').value(1).toDouble();
         if (line.startsWith("Private_Clean:") || line.startsWith("Private_Dirty:")) {
-            size += line.simplified().split(' ').value(1).toDouble();
+            memory.all += size;
+        }
+        if (line.startsWith("Private_Dirty:")) {
+            memory.written += size;
         }
     }
-    return size;
+    return memory;
 }
 
 } // namespace Measure

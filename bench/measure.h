@@ -45,8 +45,22 @@ void run(const QString &program, const QStringList &arguments);
 /// shell, and kill -hup.
 void outsideWork();
 
+/// Waits until syslog-ng has done what the last hang-up signal asked it to, so that it does not
+/// take part in what is measured next.
+void waitForIdleSyslog();
+
 QByteArray readFile(const QString &path);
 void writeFile(const QString &path, const QByteArray &content);
+
+/// Asks the settings service for the value of a setting.
+void askSettings(const QString &setting);
+
+/// In KiB, as proc(5) has it in /proc/PID/smaps_rollup.
+struct Memory
+{
+    double all = 0; ///< Private_Clean and Private_Dirty
+    double written = 0; ///< Private_Dirty
+};
 
 /// A module in the place of the phone's LoggerModule.
 class Service
@@ -60,9 +74,8 @@ public:
 
     /// From the start of the program until its bus name was owned, in milliseconds.
     double startTime() const { return m_startTime; }
-    /// Memory that no other process shares with it, in KiB: Private_Clean and Private_Dirty of
-    /// proc(5), /proc/PID/smaps_rollup.
-    double privateMemory() const;
+    /// Memory that no other process shares with it.
+    Memory privateMemory() const;
 
 private:
     QProcess m_process;
