@@ -15,7 +15,11 @@
 #include <csignal>
 #include <memory>
 
+#include <fcntl.h>
+#include <linux/fs.h>
+#include <sys/ioctl.h>
 #include <sys/mount.h>
+#include <unistd.h>
 
 namespace {
 
@@ -55,6 +59,48 @@ bool syslogAccepts(const QString &path)
     return check.waitForFinished() && check.exitStatus() == QProcess::NormalExit
         && check.exitCode() == 0;
 }
+
+/// As long as it exists, nobody can write, replace or remove the file: by the immutable flag, or
+/// where the file system does not know it, by a mount on it.
+class Immutable
+{
+public:
+    explicit Immutable(const QString &path) : m_path(QFile::encodeName(path))
+    {
+        m_flagged = setFlag(true);
+        if (!m_flagged
+            && (mount(m_path.constData(), m_path.constData(), nullptr, MS_BIND, nullptr) != 0
+                || mount(nullptr, m_path.constData(), nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY,
+                         nullptr)
+                    != 0)) {
+            qFatal("%s cannot be made immutable", m_path.constData());
+        }
+    }
+    ~Immutable()
+    {
+        if (m_flagged) {
+            setFlag(false);
+        } else {
+            umount2(m_path.constData(), MNT_DETACH);
+        }
+    }
+    Q_DISABLE_COPY(Immutable)
+
+private:
+    bool setFlag(bool on)
+    {
+        const int descriptor = open(m_path.constData(), O_RDONLY | O_CLOEXEC);
+        int flags = 0;
+        const bool read = ioctl(descriptor, FS_IOC_GETFLAGS, &flags) == 0;
+        flags = on ? flags | FS_IMMUTABLE_FL : flags & ~FS_IMMUTABLE_FL;
+        const bool set = read && ioctl(descriptor, FS_IOC_SETFLAGS, &flags) == 0;
+        close(descriptor);
+        return set;
+    }
+
+    QByteArray m_path;
+    bool m_flagged = false;
+};
 
 /// The operations that write, by name.
 QString operate(TestableModule &module, const QString &operation)
@@ -105,6 +151,8 @@ private Q_SLOTS:
     void fullDisk();
     void directoryThatCannotBeWritten_data();
     void directoryThatCannotBeWritten();
+    void fileThatCannotBeReplaced_data();
+    void fileThatCannotBeReplaced();
     void syslogThatHangs();
     void syslogThatIsGone();
     void missingSyntaxCheckKeepsTheConfiguration();
@@ -224,6 +272,52 @@ void tst_Faults::directoryThatCannotBeWritten()
         const QByteArray content = Phone::read(Phone::facilityDirectory + name);
         QVERIFY2(content.endsWith("\nfacility signature field\n"), content);
     }
+}
+
+void tst_Faults::fileThatCannotBeReplaced_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<QString>("operation");
+    const QStringList paths {Phone::liveConfig, Phone::backup, Phone::temporary,
+                             Phone::facilityFile(QStringLiteral("qvxsipua"))};
+    for (const QString &path : paths) {
+        for (const QString &operation : operations) {
+            QTest::addRow("%s, %s", qPrintable(QFileInfo(path).fileName()), qPrintable(operation))
+                << path << operation;
+        }
+    }
+}
+
+void tst_Faults::fileThatCannotBeReplaced()
+{
+    QFETCH(QString, path);
+    QFETCH(QString, operation);
+    const LogCapture log;
+    TestableModule module;
+    module.level(QStringLiteral("WebApp"), QStringLiteral("warning"));
+    const Files before = currentFiles();
+    operate(module, operation);
+    const QByteArray newText = Phone::read(Phone::liveConfig);
+    put(before);
+    const QByteArray content = Phone::read(path);
+    {
+        const Immutable immutable(path);
+        operate(module, operation);
+        QCOMPARE(Phone::read(path), content);
+    }
+    const QByteArray live = Phone::read(Phone::liveConfig);
+    QVERIFY2(live == before.value(Phone::liveConfig) || live == newText
+                 || live == before.value(Phone::backup),
+             live);
+    QCOMPARE(Phone::read(Phone::backup), before.value(Phone::backup));
+    const QStringList names = QDir(Phone::facilityDirectory).entryList(QDir::Files);
+    for (const QString &name : names) {
+        const QByteArray facility = Phone::read(Phone::facilityDirectory + name);
+        QVERIFY2(facility.endsWith("\nfacility signature field\n"), facility);
+    }
+    QCOMPARE(module.level(QStringLiteral("sipmmi"), QStringLiteral("notice")),
+             QStringLiteral("Level notice for facility : sipmmi OK"));
+    QVERIFY(syslogAccepts(Phone::liveConfig));
 }
 
 void tst_Faults::syslogThatHangs()
