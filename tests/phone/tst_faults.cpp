@@ -51,15 +51,6 @@ void put(const Files &files)
     }
 }
 
-bool syslogAccepts(const QString &path)
-{
-    QProcess check;
-    check.start(QStringLiteral("/usr/sbin/syslog-ng"),
-                {QStringLiteral("-s"), QStringLiteral("-f"), path});
-    return check.waitForFinished() && check.exitStatus() == QProcess::NormalExit
-        && check.exitCode() == 0;
-}
-
 /// As long as it exists, nobody can write, replace or remove the file: by the immutable flag, or
 /// where the file system does not know it, by a mount on it.
 class Immutable
@@ -214,7 +205,7 @@ void tst_Faults::fullDisk()
     QFile::remove(syslogDirectory + QStringLiteral("/filler"));
     QVERIFY(module.level().count(QLatin1Char('\n')) > 10);
     QVERIFY(isWhole(Phone::read(Phone::liveConfig)));
-    QVERIFY(syslogAccepts(Phone::liveConfig));
+    QVERIFY(Phone::syslogAccepts(Phone::liveConfig));
     QVERIFY(module.level(QStringLiteral("qvxsipua"), QStringLiteral("notice"))
                 .contains(QLatin1String("qvxsipua")));
     QCOMPARE(module.level(QStringLiteral("qvxsipua"), QStringLiteral("err")),
@@ -263,10 +254,10 @@ void tst_Faults::directoryThatCannotBeWritten()
     // lays root's rights down, cannot read it; the next change puts that right.
     const QByteArray text = Phone::read(Phone::liveConfig);
     Phone::write(Phone::temporary, text);
-    QVERIFY(syslogAccepts(Phone::temporary));
+    QVERIFY(Phone::syslogAccepts(Phone::temporary));
     QCOMPARE(module.level(QStringLiteral("sipmmi"), QStringLiteral("notice")),
              QStringLiteral("Level notice for facility : sipmmi OK"));
-    QVERIFY(syslogAccepts(Phone::liveConfig));
+    QVERIFY(Phone::syslogAccepts(Phone::liveConfig));
     const QStringList names = QDir(Phone::facilityDirectory).entryList(QDir::Files);
     for (const QString &name : names) {
         const QByteArray content = Phone::read(Phone::facilityDirectory + name);
@@ -317,7 +308,7 @@ void tst_Faults::fileThatCannotBeReplaced()
     }
     QCOMPARE(module.level(QStringLiteral("sipmmi"), QStringLiteral("notice")),
              QStringLiteral("Level notice for facility : sipmmi OK"));
-    QVERIFY(syslogAccepts(Phone::liveConfig));
+    QVERIFY(Phone::syslogAccepts(Phone::liveConfig));
 }
 
 void tst_Faults::syslogThatHangs()

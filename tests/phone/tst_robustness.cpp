@@ -124,13 +124,6 @@ QString configuredLevel(const QString &name)
     return content.mid(start, content.indexOf(QStringLiteral(".."), start) - start);
 }
 
-bool liveConfigIsAccepted()
-{
-    return QProcess::execute(QStringLiteral("/usr/sbin/syslog-ng"),
-                             {QStringLiteral("-s"), QStringLiteral("-f"), Phone::liveConfig})
-        == 0;
-}
-
 /// What a process holds of the system.
 struct Holdings
 {
@@ -281,7 +274,7 @@ void tst_Robustness::standardDescriptorsClosed()
     Phone::write(Phone::facilityFile(activity), "not valid\n");
     const QString repaired = level(activity, QStringLiteral("info"));
     QVERIFY2(!repaired.startsWith(QStringLiteral("D-Bus error")), qPrintable(repaired));
-    QVERIFY(liveConfigIsAccepted());
+    QVERIFY(Phone::syslogAccepts(Phone::liveConfig));
     QCOMPARE(Phone::read(Phone::backup), before);
     QCOMPARE(service.stop(), 0);
 }
@@ -497,7 +490,7 @@ void tst_Robustness::manyCallersAtOnce()
     }
     clients.clear();
 
-    QVERIFY(liveConfigIsAccepted());
+    QVERIFY(Phone::syslogAccepts(Phone::liveConfig));
     QCOMPARE(Phone::read(Phone::backup), before);
     QByteArray expected = before;
     const QList<QByteArray> numbers {"0", "3", "4", "5", "6", "7"};

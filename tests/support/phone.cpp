@@ -89,6 +89,13 @@ void resetConfiguration()
         {QStringLiteral("-HUP"), QString::fromLatin1(read(pidFile)).trimmed()});
 }
 
+bool syslogAccepts(const QString &path)
+{
+    return QProcess::execute(QStringLiteral("/usr/sbin/syslog-ng"),
+                             {QStringLiteral("-s"), QStringLiteral("-f"), path})
+        == 0;
+}
+
 void logMessage(const QString &activity, const QString &facility, const QString &severity,
                 const QString &message)
 {

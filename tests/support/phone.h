@@ -49,6 +49,9 @@ void write(const QString &path, const QByteArray &content);
 /// and lets syslog-ng load it.
 void resetConfiguration();
 
+/// Whether syslog-ng's syntax check accepts the configuration in the file @p path.
+bool syslogAccepts(const QString &path);
+
 /// Sends a message to the phone's syslog as the activity would, and returns when it was handed
 /// over.
 void logMessage(const QString &activity, const QString &facility, const QString &severity,
