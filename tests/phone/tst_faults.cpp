@@ -51,6 +51,20 @@ void put(const Files &files)
     }
 }
 
+/// The facility files that are not whole, each with what is in it.
+QStringList brokenFacilityFiles()
+{
+    QStringList broken;
+    const QStringList names = QDir(Phone::facilityDirectory).entryList(QDir::Files);
+    for (const QString &name : names) {
+        const QByteArray content = Phone::read(Phone::facilityDirectory + name);
+        if (!content.endsWith("\nfacility signature field\n")) {
+            broken.append(name + QStringLiteral(": ") + QString::fromUtf8(content));
+        }
+    }
+    return broken;
+}
+
 /// As long as it exists, nobody can write, replace or remove the file: by the immutable flag, or
 /// where the file system does not know it, by a mount on it.
 class Immutable
@@ -120,6 +134,32 @@ QString operate(TestableModule &module, const QString &operation)
         .toString();
 }
 
+/// The files before an operation, and the live text that it makes when nothing goes wrong.
+struct Texts
+{
+    Files before;
+    QByteArray changed;
+
+    /// Whether @p text is one of the three that the live file may have afterwards.
+    bool mayBeLive(const QByteArray &text) const
+    {
+        return text == before.value(Phone::liveConfig) || text == changed
+            || text == before.value(Phone::backup);
+    }
+};
+
+/// Does the operation once.
+Texts tryOut(TestableModule &module, const QString &operation)
+{
+    // A text of the user's own, other than the backup.
+    module.level(QStringLiteral("WebApp"), QStringLiteral("warning"));
+    Texts texts;
+    texts.before = currentFiles();
+    operate(module, operation);
+    texts.changed = Phone::read(Phone::liveConfig);
+    return texts;
+}
+
 const QStringList operations {QStringLiteral("level of one"),
                               QStringLiteral("level of all"),
                               QStringLiteral("restore"),
@@ -176,35 +216,23 @@ void tst_Faults::fullDisk()
     QFETCH(int, pages);
     const LogCapture log;
     TestableModule module;
-    // A text of the user's own, other than the backup.
-    module.level(QStringLiteral("WebApp"), QStringLiteral("warning"));
-    const Files before = currentFiles();
-    operate(module, operation);
-    const QByteArray newText = Phone::read(Phone::liveConfig);
+    const Texts texts = tryOut(module, operation);
     Phone::resetConfiguration();
 
-    const Faults::SmallDisk disk(syslogDirectory, rlim_t(pages) * 4096, [&] { put(before); });
+    const Faults::SmallDisk disk(syslogDirectory, rlim_t(pages) * 4096, [&] { put(texts.before); });
     operate(module, operation);
 
     // There may be no live file now, but never half a one, and never half a facility file.
-    const auto isWhole = [&](const QByteArray &text) {
-        return text == before.value(Phone::liveConfig) || text == newText
-            || text == before.value(Phone::backup);
-    };
     if (QFile::exists(Phone::liveConfig)) {
-        QVERIFY2(isWhole(Phone::read(Phone::liveConfig)), Phone::read(Phone::liveConfig));
+        QVERIFY2(texts.mayBeLive(Phone::read(Phone::liveConfig)), Phone::read(Phone::liveConfig));
     }
-    QCOMPARE(Phone::read(Phone::backup), before.value(Phone::backup));
-    const QStringList names = QDir(Phone::facilityDirectory).entryList(QDir::Files);
-    for (const QString &name : names) {
-        const QByteArray content = Phone::read(Phone::facilityDirectory + name);
-        QVERIFY2(content.endsWith("\nfacility signature field\n"), content);
-    }
+    QCOMPARE(Phone::read(Phone::backup), texts.before.value(Phone::backup));
+    QCOMPARE(brokenFacilityFiles(), QStringList());
 
     // With room again, the next listing finds a configuration, and the next change is done.
     QFile::remove(syslogDirectory + QStringLiteral("/filler"));
     QVERIFY(module.level().count(QLatin1Char('\n')) > 10);
-    QVERIFY(isWhole(Phone::read(Phone::liveConfig)));
+    QVERIFY(texts.mayBeLive(Phone::read(Phone::liveConfig)));
     QVERIFY(Phone::syslogAccepts(Phone::liveConfig));
     QVERIFY(module.level(QStringLiteral("qvxsipua"), QStringLiteral("notice"))
                 .contains(QLatin1String("qvxsipua")));
@@ -230,11 +258,8 @@ void tst_Faults::directoryThatCannotBeWritten()
     QFETCH(QString, operation);
     const LogCapture log;
     TestableModule module;
-    module.level(QStringLiteral("WebApp"), QStringLiteral("warning"));
-    const Files before = currentFiles();
-    operate(module, operation);
-    const QByteArray newText = Phone::read(Phone::liveConfig);
-    put(before);
+    const Texts texts = tryOut(module, operation);
+    put(texts.before);
     QFile::remove(Phone::temporary);
     const int mode = Faults::mode(directory);
     Faults::setMode(directory, 0555);
@@ -244,12 +269,10 @@ void tst_Faults::directoryThatCannotBeWritten()
     }
     Faults::setMode(directory, mode_t(mode));
     QVERIFY(QFile::exists(Phone::liveConfig)
-            || Phone::read(Phone::backup) == before.value(Phone::backup));
+            || Phone::read(Phone::backup) == texts.before.value(Phone::backup));
     QVERIFY(module.level().count(QLatin1Char('\n')) > 10);
     const QByteArray live = Phone::read(Phone::liveConfig);
-    QVERIFY2(live == before.value(Phone::liveConfig) || live == newText
-                 || live == before.value(Phone::backup),
-             live);
+    QVERIFY2(texts.mayBeLive(live), live);
     // A restore that cannot remove the live file leaves it with a mode in which syslog-ng, which
     // lays root's rights down, cannot read it; the next change puts that right.
     const QByteArray text = Phone::read(Phone::liveConfig);
@@ -258,11 +281,7 @@ void tst_Faults::directoryThatCannotBeWritten()
     QCOMPARE(module.level(QStringLiteral("sipmmi"), QStringLiteral("notice")),
              QStringLiteral("Level notice for facility : sipmmi OK"));
     QVERIFY(Phone::syslogAccepts(Phone::liveConfig));
-    const QStringList names = QDir(Phone::facilityDirectory).entryList(QDir::Files);
-    for (const QString &name : names) {
-        const QByteArray content = Phone::read(Phone::facilityDirectory + name);
-        QVERIFY2(content.endsWith("\nfacility signature field\n"), content);
-    }
+    QCOMPARE(brokenFacilityFiles(), QStringList());
 }
 
 void tst_Faults::fileThatCannotBeReplaced_data()
@@ -285,11 +304,8 @@ void tst_Faults::fileThatCannotBeReplaced()
     QFETCH(QString, operation);
     const LogCapture log;
     TestableModule module;
-    module.level(QStringLiteral("WebApp"), QStringLiteral("warning"));
-    const Files before = currentFiles();
-    operate(module, operation);
-    const QByteArray newText = Phone::read(Phone::liveConfig);
-    put(before);
+    const Texts texts = tryOut(module, operation);
+    put(texts.before);
     const QByteArray content = Phone::read(path);
     {
         const Immutable immutable(path);
@@ -297,15 +313,9 @@ void tst_Faults::fileThatCannotBeReplaced()
         QCOMPARE(Phone::read(path), content);
     }
     const QByteArray live = Phone::read(Phone::liveConfig);
-    QVERIFY2(live == before.value(Phone::liveConfig) || live == newText
-                 || live == before.value(Phone::backup),
-             live);
-    QCOMPARE(Phone::read(Phone::backup), before.value(Phone::backup));
-    const QStringList names = QDir(Phone::facilityDirectory).entryList(QDir::Files);
-    for (const QString &name : names) {
-        const QByteArray facility = Phone::read(Phone::facilityDirectory + name);
-        QVERIFY2(facility.endsWith("\nfacility signature field\n"), facility);
-    }
+    QVERIFY2(texts.mayBeLive(live), live);
+    QCOMPARE(Phone::read(Phone::backup), texts.before.value(Phone::backup));
+    QCOMPARE(brokenFacilityFiles(), QStringList());
     QCOMPARE(module.level(QStringLiteral("sipmmi"), QStringLiteral("notice")),
              QStringLiteral("Level notice for facility : sipmmi OK"));
     QVERIFY(Phone::syslogAccepts(Phone::liveConfig));
