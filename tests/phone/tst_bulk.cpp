@@ -2,6 +2,7 @@
 // announced and each item reloaded; seen from the bus and, where a job's own result counts, from
 // within the process.
 // SPDX-License-Identifier: MIT
+#include "support/activities.h"
 #include "support/events.h"
 #include "support/faults.h"
 #include "support/hangups.h"
@@ -26,11 +27,7 @@ namespace {
 
 using Levels = QMap<QString, QString>;
 
-const QStringList activities {QStringLiteral("Telephony"),    QStringLiteral("Platform"),
-                              QStringLiteral("qvxsipua"),     QStringLiteral("qvxaudio"),
-                              QStringLiteral("sipmmi"),       QStringLiteral("qvxbtmgr"),
-                              QStringLiteral("WebApp"),       QStringLiteral("SettingsManager"),
-                              QStringLiteral("LoggerModule"), QStringLiteral("defence")};
+const QStringList &activities = Phone::activityNames;
 
 const QString audio = QStringLiteral("qvxaudio");
 const QString sipua = QStringLiteral("qvxsipua");

@@ -1,5 +1,6 @@
 // The defence log in flash: counted, read and trimmed, over the bus and from within the process.
 // SPDX-License-Identifier: MIT
+#include "support/activities.h"
 #include "support/faults.h"
 #include "support/hangups.h"
 #include "support/logcapture.h"
@@ -526,21 +527,10 @@ void tst_Defence::onlyDeletingReloads()
 
 void tst_Defence::syslogWritesIntoTheNewFile()
 {
-    const QString activity = QStringLiteral("defence");
-    const QString facility = QStringLiteral("auth");
-    const QString severity = QStringLiteral("err");
-    const auto logUntilSeen = [&](const QString &message) {
-        // The reload runs beside the answer: what is sent at once may still go to the old file.
-        return QTest::qWaitFor(
-            [&] {
-                Phone::logMessage(activity, facility, severity, message);
-                return Phone::waitForContent(path, message.toUtf8(), 200);
-            },
-            10000);
-    };
+    const Phone::Activity &activity = Phone::activity(QStringLiteral("defence"));
     // The tests before have removed the file, and syslog-ng may still have that one open.
     defence(0, QStringLiteral("delete"));
-    QVERIFY(logUntilSeen(QStringLiteral("first message")));
+    QVERIFY(Phone::logUntilSeen(activity, path, QStringLiteral("first message")));
     const int count = Phone::read(path).count('\n');
     QVERIFY(Phone::read(path).endsWith("first message\n"));
     QCOMPARE(defence(1, QStringLiteral("read")),
@@ -548,7 +538,7 @@ void tst_Defence::syslogWritesIntoTheNewFile()
 
     QCOMPARE(defence(count + 5, QStringLiteral("delete")), deletedText(count));
     QVERIFY(Phone::read(path).startsWith(onlyText(count)));
-    QVERIFY(logUntilSeen(QStringLiteral("second message")));
+    QVERIFY(Phone::logUntilSeen(activity, path, QStringLiteral("second message")));
     QVERIFY(Phone::read(path).startsWith(onlyText(count)));
     QVERIFY(Phone::read(path).endsWith("second message\n"));
     QVERIFY(!Phone::read(path).contains("first message"));

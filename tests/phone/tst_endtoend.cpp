@@ -2,6 +2,7 @@
 // place where a user would look, and syslog-ng started anew in each of these states.
 // The environment variable RANDOM_SEED repeats another run of the random changes.
 // SPDX-License-Identifier: MIT
+#include "support/activities.h"
 #include "support/phone.h"
 #include "support/syslogdaemon.h"
 
@@ -38,33 +39,12 @@ constexpr int resendAfter = 200; // ms
 const QString mainConfig = QStringLiteral("/etc/syslog-ng/phone.conf");
 const QString generatorProgram = QStringLiteral("/etc/syslog-ng/logappli-generator");
 
-struct Activity
-{
-    QString name;
-    QString facility;
-};
+using Phone::activities;
+using Phone::Activity;
+using Phone::predefinedFile;
 
-const std::vector<Activity> activities {
-    {QStringLiteral("Telephony"), QStringLiteral("local0")},
-    {QStringLiteral("Platform"), QStringLiteral("local1")},
-    {QStringLiteral("qvxsipua"), QStringLiteral("local3")},
-    {QStringLiteral("qvxaudio"), QStringLiteral("local4")},
-    {QStringLiteral("sipmmi"), QStringLiteral("local5")},
-    {QStringLiteral("qvxbtmgr"), QStringLiteral("local6")},
-    {QStringLiteral("WebApp"), QStringLiteral("local7")},
-    {QStringLiteral("SettingsManager"), QStringLiteral("local2")},
-    {QStringLiteral("LoggerModule"), QStringLiteral("daemon")},
-    {QStringLiteral("defence"), QStringLiteral("auth")},
-};
 const Activity &telephony = activities[0];
 const Activity &sip = activities[2];
-
-QString predefinedFile(const Activity &activity)
-{
-    return activity.name == QLatin1String("defence")
-        ? QStringLiteral("/log/Defence.log")
-        : QStringLiteral("/var/log/") + activity.name + QStringLiteral(".log");
-}
 
 /// A place where messages may arrive, with all that has arrived there so far.
 class Place
@@ -741,10 +721,9 @@ void tst_EndToEnd::randomChangesLeaveAGoodFile()
     QRandomGenerator random(seed);
     const auto pick
         = [&random](const QStringList &words) { return words.at(random.bounded(words.size())); };
-    QStringList names {QStringLiteral("all"), QStringLiteral("nobody"), QString()};
-    for (const Activity &activity : activities) {
-        names.append(activity.name);
-    }
+    const QStringList names
+        = QStringList {QStringLiteral("all"), QStringLiteral("nobody"), QString()}
+        + Phone::activityNames;
     const QStringList destinations {
         QStringLiteral("file(\"/var/log/random.log\")"),
         QStringLiteral("file(\"/var/log/other \xfc;}.log\")"),

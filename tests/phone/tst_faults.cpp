@@ -1,6 +1,7 @@
 // Whole operations while the phone around them fails: a disk that is full at any write, directories
 // that cannot be written, a syslog daemon that hangs or is gone.
 // SPDX-License-Identifier: MIT
+#include "support/activities.h"
 #include "support/faults.h"
 #include "support/logcapture.h"
 #include "support/phone.h"
@@ -339,14 +340,9 @@ void tst_Faults::syslogThatHangs()
              QStringLiteral("[REDIRECT] Activity : qvxsipua redirect to : "
                             "file(\"/var/log/sip.log\")OK"));
     QVERIFY(table.contains(QLatin1String("/var/log/sip.log")));
-    QVERIFY(QTest::qWaitFor(
-        [] {
-            Phone::logMessage(QStringLiteral("qvxsipua"), QStringLiteral("local3"),
-                              QStringLiteral("debug"), QStringLiteral("when it goes on"));
-            return Phone::waitForContent(QStringLiteral("/var/log/sip.log"), "when it goes on",
-                                         200);
-        },
-        20000));
+    QVERIFY(Phone::logUntilSeen(Phone::activity(QStringLiteral("qvxsipua")),
+                                QStringLiteral("/var/log/sip.log"),
+                                QStringLiteral("when it goes on"), QStringLiteral("debug")));
 }
 
 void tst_Faults::syslogThatIsGone()

@@ -1,6 +1,7 @@
 // The level command of the running service, from outside: its answers, what it changes, in which
 // order, and what it leaves alone.
 // SPDX-License-Identifier: MIT
+#include "support/activities.h"
 #include "support/events.h"
 #include "support/hangups.h"
 #include "support/heldcheck.h"
@@ -27,11 +28,7 @@ namespace {
 const QString header
     = QStringLiteral("   ACTIVITY           LEVEL      SUPPORT           DESTINATION \n");
 
-const QStringList activities {QStringLiteral("Telephony"),    QStringLiteral("Platform"),
-                              QStringLiteral("qvxsipua"),     QStringLiteral("qvxaudio"),
-                              QStringLiteral("sipmmi"),       QStringLiteral("qvxbtmgr"),
-                              QStringLiteral("WebApp"),       QStringLiteral("SettingsManager"),
-                              QStringLiteral("LoggerModule"), QStringLiteral("defence")};
+const QStringList &activities = Phone::activityNames;
 
 QString level(const QString &activity, const QString &levelName)
 {
@@ -164,12 +161,9 @@ void tst_Level::listsTheActivitiesSortedWithOneHeader()
         return left.compare(right, Qt::CaseInsensitive) < 0;
     });
     for (const QString &activity : sorted) {
-        const QString target = activity == QLatin1String("defence")
-            ? QStringLiteral("/log/Defence.log")
-            : QStringLiteral("/var/log/") + activity + QStringLiteral(".log");
         expected += activity.leftJustified(20) + QStringLiteral("   ") + QStringLiteral("err     ")
             + QStringLiteral("   ") + QStringLiteral("file      ") + QStringLiteral("   ")
-            + target.leftJustified(60) + QLatin1Char('\n');
+            + Phone::predefinedFile(activity).leftJustified(60) + QLatin1Char('\n');
     }
     QCOMPARE(Phone::text(QStringLiteral("level")), expected);
 }
@@ -232,23 +226,16 @@ void tst_Level::sameChangeAgainChangesNothing()
 void tst_Level::debugMessageArrivesAfterTheChange()
 {
     const QString log = QStringLiteral("/var/log/qvxaudio.log");
-    const QString activity = QStringLiteral("qvxaudio");
-    const QString facility = QStringLiteral("local4");
-    Phone::logMessage(activity, facility, QStringLiteral("debug"), QStringLiteral("too early"));
-    Phone::logMessage(activity, facility, QStringLiteral("err"), QStringLiteral("fence"));
+    const Phone::Activity &audio = Phone::activity(QStringLiteral("qvxaudio"));
+    Phone::logMessage(audio.name, audio.facility, QStringLiteral("debug"),
+                      QStringLiteral("too early"));
+    Phone::logMessage(audio.name, audio.facility, QStringLiteral("err"), QStringLiteral("fence"));
     QVERIFY(Phone::waitForContent(log, "fence"));
     QVERIFY(!Phone::read(log).contains("too early"));
 
-    QCOMPARE(level(activity, QStringLiteral("debug")),
+    QCOMPARE(level(audio.name, QStringLiteral("debug")),
              QStringLiteral("Level debug for facility : qvxaudio OK"));
-    // The reload runs beside the answer, so what is sent at once may still meet the old level.
-    QVERIFY(QTest::qWaitFor(
-        [&] {
-            Phone::logMessage(activity, facility, QStringLiteral("debug"),
-                              QStringLiteral("in time"));
-            return Phone::waitForContent(log, "in time", 200);
-        },
-        10000));
+    QVERIFY(Phone::logUntilSeen(audio, log, QStringLiteral("in time"), QStringLiteral("debug")));
 }
 
 void tst_Level::changesEveryActivity_data()

@@ -1,5 +1,6 @@
 // The step of a level change that writes the facility files, for one facility and for all.
 // SPDX-License-Identifier: MIT
+#include "support/activities.h"
 #include "support/faults.h"
 #include "support/hangups.h"
 #include "support/logcapture.h"
@@ -12,11 +13,7 @@
 
 namespace {
 
-const QStringList activities {QStringLiteral("Telephony"),    QStringLiteral("Platform"),
-                              QStringLiteral("qvxsipua"),     QStringLiteral("qvxaudio"),
-                              QStringLiteral("sipmmi"),       QStringLiteral("qvxbtmgr"),
-                              QStringLiteral("WebApp"),       QStringLiteral("SettingsManager"),
-                              QStringLiteral("LoggerModule"), QStringLiteral("defence")};
+const QStringList &activities = Phone::activityNames;
 const QString all = QStringLiteral("all");
 const QString oneCorrupted = QStringLiteral(
     "One or more log config file corrupted -- file restored to predefined value !");

@@ -1,5 +1,6 @@
 // The archive for the web interface: what is in it, how it is published, and what goes wrong.
 // SPDX-License-Identifier: MIT
+#include "support/activities.h"
 #include "support/faults.h"
 #include "support/logcapture.h"
 #include "support/phone.h"
@@ -158,22 +159,12 @@ void tst_LogArchive::webServerOffersWhatWasLogged()
                             9));
     QVERIFY(QFile::link(target, QStringLiteral("/var/log/link.log")));
     QVERIFY(QFile::link(elsewhere.path(), QStringLiteral("/log/directory")));
-    const auto logged = [](const QString &activity, const QString &facility, const QString &file,
-                           const QByteArray &message) {
-        return QTest::qWaitFor(
-            [&] {
-                Phone::logMessage(activity, facility, QStringLiteral("err"),
-                                  QString::fromUtf8(message));
-                return Phone::waitForContent(file, message, 200);
-            },
-            20000);
-    };
-    QVERIFY(logged(QStringLiteral("qvxsipua"), QStringLiteral("local3"),
-                   QStringLiteral("/var/log/qvxsipua.log"), "in RAM"));
-    QVERIFY(logged(QStringLiteral("sipmmi"), QStringLiteral("local5"),
-                   QStringLiteral("/log/flash/mmi.log"), "in flash"));
-    QVERIFY(logged(QStringLiteral("defence"), QStringLiteral("auth"),
-                   QStringLiteral("/log/Defence.log"), "of defence"));
+    QVERIFY(Phone::logUntilSeen(Phone::activity(QStringLiteral("qvxsipua")),
+                                QStringLiteral("/var/log/qvxsipua.log"), QStringLiteral("in RAM")));
+    QVERIFY(Phone::logUntilSeen(Phone::activity(QStringLiteral("sipmmi")),
+                                QStringLiteral("/log/flash/mmi.log"), QStringLiteral("in flash")));
+    QVERIFY(Phone::logUntilSeen(Phone::activity(QStringLiteral("defence")),
+                                QStringLiteral("/log/Defence.log"), QStringLiteral("of defence")));
 
     QCOMPARE(generate(), success);
     QCOMPARE(Faults::state(published), QByteArray("<link to ") + archive.toUtf8() + '>');

@@ -1,5 +1,6 @@
 // Deletion of the log files: which go, which stay, what is answered, and that logging goes on.
 // SPDX-License-Identifier: MIT
+#include "support/activities.h"
 #include "support/faults.h"
 #include "support/hangups.h"
 #include "support/logcapture.h"
@@ -94,36 +95,6 @@ QStringList told(const QStringList &lines, const QString &path)
 QString workingDirectoryOf(qint64 pid)
 {
     return QFile::symLinkTarget(QStringLiteral("/proc/%1/cwd").arg(pid));
-}
-
-struct Activity
-{
-    QString name;
-    QString facility;
-};
-
-const std::vector<Activity> activities {
-    {QStringLiteral("Telephony"), QStringLiteral("local0")},
-    {QStringLiteral("Platform"), QStringLiteral("local1")},
-    {QStringLiteral("qvxsipua"), QStringLiteral("local3")},
-    {QStringLiteral("qvxaudio"), QStringLiteral("local4")},
-    {QStringLiteral("sipmmi"), QStringLiteral("local5")},
-    {QStringLiteral("qvxbtmgr"), QStringLiteral("local6")},
-    {QStringLiteral("WebApp"), QStringLiteral("local7")},
-    {QStringLiteral("SettingsManager"), QStringLiteral("local2")},
-    {QStringLiteral("LoggerModule"), QStringLiteral("daemon")},
-};
-
-/// Sends the message until it has arrived: a reload goes on for a moment after the answer, and what
-/// is sent meanwhile may still go the old way.
-bool arrives(const Activity &activity, const QString &file, const QString &message)
-{
-    return QTest::qWaitFor(
-        [&] {
-            Phone::logMessage(activity.name, activity.facility, QStringLiteral("err"), message);
-            return Phone::waitForContent(file, message.toUtf8(), 200);
-        },
-        20000);
 }
 
 } // namespace
@@ -566,23 +537,28 @@ void tst_LogFiles::everyActivityWritesIntoItsNewFile()
     Phone::call(path, {QStringLiteral("sipmmi"), QStringLiteral("flash"), QStringLiteral("mmi")});
     Phone::call(path, {QStringLiteral("Platform"), QStringLiteral("ram"), QStringLiteral("both")});
     Phone::call(path, {QStringLiteral("WebApp"), QStringLiteral("ram"), QStringLiteral("both")});
-    const auto fileOf = [](const Activity &activity) -> QString {
+    const auto fileOf = [](const Phone::Activity &activity) -> QString {
         if (activity.name == QLatin1String("sipmmi")) {
             return QStringLiteral("/log/flash/mmi.log");
         }
         const bool shared = activity.name == QLatin1String("Platform")
             || activity.name == QLatin1String("WebApp");
-        return QStringLiteral("/var/log/") + (shared ? QStringLiteral("both") : activity.name)
-            + QStringLiteral(".log");
+        return shared ? QStringLiteral("/var/log/both.log") : Phone::predefinedFile(activity);
     };
-    for (const Activity &activity : activities) {
+    // The log of defence is not among the files that are deleted.
+    std::vector<Phone::Activity> activities = Phone::activities;
+    QCOMPARE(activities.back().name, QStringLiteral("defence"));
+    activities.pop_back();
+    for (const Phone::Activity &activity : activities) {
         const QString message = QStringLiteral("before of ") + activity.name;
-        QVERIFY2(arrives(activity, fileOf(activity), message), qPrintable(activity.name));
+        QVERIFY2(Phone::logUntilSeen(activity, fileOf(activity), message),
+                 qPrintable(activity.name));
     }
     QCOMPARE(deleteLogs(QStringLiteral("flash")), allInBoth);
-    for (const Activity &activity : activities) {
+    for (const Phone::Activity &activity : activities) {
         const QString message = QStringLiteral("after of ") + activity.name;
-        QVERIFY2(arrives(activity, fileOf(activity), message), qPrintable(activity.name));
+        QVERIFY2(Phone::logUntilSeen(activity, fileOf(activity), message),
+                 qPrintable(activity.name));
         QVERIFY2(!Phone::read(fileOf(activity)).contains("before of"), qPrintable(activity.name));
     }
     Phone::resetConfiguration();

@@ -2,6 +2,7 @@
 // two operations behind it do for all activities at once.
 // SPDX-License-Identifier: MIT
 #include "levels/configurationorder.h"
+#include "support/activities.h"
 #include "support/faults.h"
 #include "support/hangups.h"
 #include "support/logcapture.h"
@@ -20,11 +21,7 @@
 
 namespace {
 
-const QStringList activities {QStringLiteral("Telephony"),    QStringLiteral("Platform"),
-                              QStringLiteral("qvxsipua"),     QStringLiteral("qvxaudio"),
-                              QStringLiteral("sipmmi"),       QStringLiteral("qvxbtmgr"),
-                              QStringLiteral("WebApp"),       QStringLiteral("SettingsManager"),
-                              QStringLiteral("LoggerModule"), QStringLiteral("defence")};
+const QStringList &activities = Phone::activityNames;
 
 const QString sip = QStringLiteral("qvxsipua");
 const QString all = QStringLiteral("all");
@@ -72,9 +69,7 @@ QString allMoved(const QString &destination)
 
 QString predefined(const QString &activity)
 {
-    return activity == QLatin1String("defence")
-        ? QStringLiteral("file(\"/log/Defence.log\")")
-        : QStringLiteral("file(\"/var/log/") + activity + QStringLiteral(".log\")");
+    return QStringLiteral("file(\"%1\")").arg(Phone::predefinedFile(activity));
 }
 
 /// What the service logs while it looks for an activity that nobody knows.

@@ -2,6 +2,7 @@
 // copes with each kind of answer, and what it does when a setting changes.
 // SPDX-License-Identifier: MIT
 #include "destinations/remoteserver.h"
+#include "support/activities.h"
 #include "support/faults.h"
 #include "support/hangups.h"
 #include "support/logcapture.h"
@@ -22,11 +23,7 @@
 
 namespace {
 
-const QStringList activities {QStringLiteral("Telephony"),    QStringLiteral("Platform"),
-                              QStringLiteral("qvxsipua"),     QStringLiteral("qvxaudio"),
-                              QStringLiteral("sipmmi"),       QStringLiteral("qvxbtmgr"),
-                              QStringLiteral("WebApp"),       QStringLiteral("SettingsManager"),
-                              QStringLiteral("LoggerModule"), QStringLiteral("defence")};
+const QStringList &activities = Phone::activityNames;
 
 const QString serviceLog = QStringLiteral("/var/log/LoggerModule.log");
 
@@ -278,13 +275,8 @@ void tst_RemoteServer::initTestCase()
     Phone::write(file, Phone::read(file).replace(0, 1, "7"));
     m_facilities = facilityFiles();
     QCOMPARE(::kill(Phone::read(Phone::pidFile).trimmed().toInt(), SIGHUP), 0);
-    QVERIFY(QTest::qWaitFor(
-        [] {
-            Phone::logMessage(QStringLiteral("LoggerModule"), QStringLiteral("daemon"),
-                              QStringLiteral("debug"), QStringLiteral("at debug level"));
-            return Phone::waitForContent(serviceLog, "at debug level", 200);
-        },
-        20000));
+    QVERIFY(Phone::logUntilSeen(Phone::activity(QStringLiteral("LoggerModule")), serviceLog,
+                                QStringLiteral("at debug level"), QStringLiteral("debug")));
 }
 
 void tst_RemoteServer::init()

@@ -1,5 +1,6 @@
 // The reload of syslog-ng: which pid texts lead to a hang-up signal, and that it takes effect.
 // SPDX-License-Identifier: MIT
+#include "support/activities.h"
 #include "support/faults.h"
 #include "support/hangups.h"
 #include "support/logcapture.h"
@@ -230,7 +231,8 @@ void tst_Restart::changedConfigurationTakesEffect()
     Phone::write(Phone::liveConfig, text);
 
     // A changed file alone is not noticed.
-    Phone::logMessage(QStringLiteral("qvxsipua"), QStringLiteral("local3"), QStringLiteral("err"),
+    const Phone::Activity &sip = Phone::activity(QStringLiteral("qvxsipua"));
+    Phone::logMessage(sip.name, sip.facility, QStringLiteral("err"),
                       QStringLiteral("before the reload"));
     QVERIFY(Phone::waitForContent(usual, "before the reload"));
     QVERIFY(!QFile::exists(moved));
@@ -238,12 +240,7 @@ void tst_Restart::changedConfigurationTakesEffect()
     m_module.restart();
 
     // The daemon loads the file some time after the signal.
-    const auto arrives = [&moved] {
-        Phone::logMessage(QStringLiteral("qvxsipua"), QStringLiteral("local3"),
-                          QStringLiteral("err"), QStringLiteral("after the reload"));
-        return Phone::waitForContent(moved, "after the reload", 200);
-    };
-    QVERIFY(QTest::qWaitFor(arrives, 10000));
+    QVERIFY(Phone::logUntilSeen(sip, moved, QStringLiteral("after the reload")));
     QVERIFY(!Phone::read(moved).contains("before the reload"));
     Phone::resetConfiguration();
 }

@@ -1,6 +1,7 @@
 // The running service when its surroundings are not as they should be: descriptors, signals, files
 // that are none, a bus that goes away, many callers at once, a program that hangs.
 // SPDX-License-Identifier: MIT
+#include "support/activities.h"
 #include "support/faults.h"
 #include "support/heldcheck.h"
 #include "support/phone.h"
@@ -31,11 +32,7 @@ const QString outputFile = QStringLiteral("/run/phone/test-robustness.out");
 const QString privateBus = QStringLiteral("unix:path=/run/phone/test-bus");
 const QString activity = QStringLiteral("qvxsipua");
 
-const QStringList activities {QStringLiteral("Telephony"),    QStringLiteral("Platform"),
-                              QStringLiteral("qvxsipua"),     QStringLiteral("qvxaudio"),
-                              QStringLiteral("sipmmi"),       QStringLiteral("qvxbtmgr"),
-                              QStringLiteral("WebApp"),       QStringLiteral("SettingsManager"),
-                              QStringLiteral("LoggerModule"), QStringLiteral("defence")};
+const QStringList &activities = Phone::activityNames;
 const QStringList levelNames {QStringLiteral("emerg"),   QStringLiteral("err"),
                               QStringLiteral("warning"), QStringLiteral("notice"),
                               QStringLiteral("info"),    QStringLiteral("debug")};

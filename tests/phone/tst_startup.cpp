@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "destinations/remoteserver.h"
 #include "levels/configurationorder.h"
+#include "support/activities.h"
 #include "support/faults.h"
 #include "support/hangups.h"
 #include "support/logcapture.h"
@@ -28,11 +29,7 @@
 
 namespace {
 
-const QStringList activities {QStringLiteral("Telephony"),    QStringLiteral("Platform"),
-                              QStringLiteral("qvxsipua"),     QStringLiteral("qvxaudio"),
-                              QStringLiteral("sipmmi"),       QStringLiteral("qvxbtmgr"),
-                              QStringLiteral("WebApp"),       QStringLiteral("SettingsManager"),
-                              QStringLiteral("LoggerModule"), QStringLiteral("defence")};
+const QStringList &activities = Phone::activityNames;
 
 const QString marker
     = QStringLiteral("/data/QVXApplication/LoggerModule/syslog/sip/facility//resetLogLevel");
