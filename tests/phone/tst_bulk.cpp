@@ -6,6 +6,7 @@
 #include "support/events.h"
 #include "support/faults.h"
 #include "support/hangups.h"
+#include "support/heldcheck.h"
 #include "support/logcapture.h"
 #include "support/phone.h"
 #include "support/testablemodule.h"
@@ -206,47 +207,18 @@ int count()
 
 } // namespace Reloads
 
-/// A stand-in for syslog-ng's check that says when it runs and waits until it may go on.
-class HeldCheck
+/// Holds the checks of jobs, which go on until they have nothing left to do.
+class HeldJobs : public HeldCheck
 {
 public:
-    HeldCheck()
-    {
-        QFile::remove(started);
-        QFile::remove(released);
-        if (!QFile::rename(program, real)) {
-            qFatal("cannot replace syslog-ng");
-        }
-        Phone::write(program,
-                     "#!/bin/sh\n"
-                     "echo >> /tmp/check.started\n"
-                     "while [ ! -e /tmp/check.released ]; do sleep 0.01; done\n"
-                     "exec /usr/sbin/syslog-ng.real \"$@\"\n");
-        Faults::setMode(program, 0755);
-    }
-    ~HeldCheck()
+    HeldJobs() = default;
+    ~HeldJobs()
     {
         release();
         // Nothing is between the two programs while a job may still run one.
         Phone::text(QStringLiteral("level"));
-        QFile::remove(program);
-        QFile::rename(real, program);
     }
-    Q_DISABLE_COPY(HeldCheck)
-
-    static bool waitForStart()
-    {
-        return QTest::qWaitFor([] { return count() > 0; }, 10000);
-    }
-    /// How many checks have been started.
-    static int count() { return Phone::read(started).count('\n'); }
-    static void release() { Phone::write(released, ""); }
-
-private:
-    inline static const QString program = QStringLiteral("/usr/sbin/syslog-ng");
-    inline static const QString real = QStringLiteral("/usr/sbin/syslog-ng.real");
-    inline static const QString started = QStringLiteral("/tmp/check.started");
-    inline static const QString released = QStringLiteral("/tmp/check.released");
+    Q_DISABLE_COPY(HeldJobs)
 };
 
 /// A write lease (fcntl(2)) makes the service's open() of the file wait, so that all it did before
@@ -1080,7 +1052,7 @@ void tst_Bulk::lastOneAskedForWins()
 void tst_Bulk::othersAreServedWhileAJobRuns()
 {
     const QByteArray before = Phone::read(Phone::liveConfig);
-    const HeldCheck check;
+    const HeldJobs check;
     QCOMPARE(map(setLevels, {QStringLiteral("qvxsipua:debug,sipmmi:info")}), setStarted);
     QVERIFY(check.waitForStart());
 
@@ -1124,7 +1096,7 @@ void tst_Bulk::levelWaitsForTheJob()
     QFETCH(QString, method);
     QFETCH(QVariantList, arguments);
     const QByteArray before = Phone::read(Phone::liveConfig);
-    const HeldCheck check;
+    const HeldJobs check;
     QCOMPARE(map(setLevels, {QStringLiteral("qvxsipua:debug,Telephony:info")}), setStarted);
     QVERIFY(check.waitForStart());
     QDBusPendingCall waiting = send(method, arguments);
@@ -1163,7 +1135,7 @@ void tst_Bulk::queuedJobsAreFinishedAtTheEnd()
     const QByteArray before = Phone::read(Phone::liveConfig);
     LevelEvents events;
     {
-        const HeldCheck check;
+        const HeldJobs check;
         QCOMPARE(map(setLevels, {QStringLiteral("qvxsipua:debug,Telephony:info")}), setStarted);
         QVERIFY(check.waitForStart());
         QCOMPARE(map(setLevels, {QStringLiteral("sipmmi:notice")}), setStarted);

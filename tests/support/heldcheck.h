@@ -10,7 +10,8 @@
 #include <QString>
 #include <QTest>
 
-/// A stand-in for syslog-ng's check that says when it runs and waits until it may go on.
+/// A stand-in for syslog-ng's check that says when it runs and waits until it may go on. What is
+/// held has to end before it does, because it then puts syslog-ng back.
 class HeldCheck
 {
 public:
@@ -23,7 +24,7 @@ public:
         }
         Phone::write(program,
                      "#!/bin/sh\n"
-                     "echo $$ $PPID > /tmp/check.tmp && mv /tmp/check.tmp /tmp/check.started\n"
+                     "echo $$ $PPID >> /tmp/check.started\n"
                      "while [ ! -e /tmp/check.released ]; do sleep 0.01; done\n"
                      "exec /usr/sbin/syslog-ng.real \"$@\"\n");
         if (!QFile::setPermissions(program, QFileDevice::ReadOwner | QFileDevice::ExeOwner)) {
@@ -40,13 +41,15 @@ public:
 
     static bool waitForStart()
     {
-        return QTest::qWaitFor([] { return QFile::exists(started); }, 10000);
+        return QTest::qWaitFor([] { return count() > 0; }, 10000);
     }
-    /// The check and the shell that runs it.
+    /// How many checks have been started.
+    static int count() { return Phone::read(started).count('\n'); }
+    /// The check that was started first, and the shell that runs it.
     static QList<int> pids()
     {
         QList<int> pids;
-        for (const QByteArray &pid : Phone::read(started).trimmed().split(' ')) {
+        for (const QByteArray &pid : Phone::read(started).split('\n').value(0).split(' ')) {
             pids.append(pid.toInt());
         }
         return pids;
