@@ -1,5 +1,6 @@
 // loggerctl at work in a phone: in pipes, on a terminal, with and without a service.
 // SPDX-License-Identifier: MIT
+#include "support/literal.h"
 #include "support/phone.h"
 #include "support/terminal.h"
 
@@ -21,11 +22,6 @@ const QString program = QStringLiteral("/usr/bin/loggerctl");
 const QString defenceLog = QStringLiteral("/log/Defence.log");
 const QString settingsName = QStringLiteral("com.corvane.Quorvix.SettingsManager");
 const QByteArray header = "   ACTIVITY           LEVEL      SUPPORT           DESTINATION \n";
-
-QString operator""_s(const char *text, size_t length)
-{
-    return QString::fromUtf8(text, static_cast<int>(length));
-}
 
 struct Outcome
 {

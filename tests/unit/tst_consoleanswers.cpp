@@ -4,17 +4,14 @@
 
 #include "console/activitytable.h"
 
+#include "support/literal.h"
+
 #include <QTest>
 
 Q_DECLARE_METATYPE(Operation)
 Q_DECLARE_METATYPE(Request)
 
 namespace {
-
-QString operator""_s(const char *text, size_t length)
-{
-    return QString::fromUtf8(text, static_cast<int>(length));
-}
 
 const Request levels {Operation::ListLevels, {}, 0};
 const Request destinations {Operation::ListDestinations, {}, 0};

@@ -6,16 +6,13 @@
 #include "console/words.h"
 #include "levels/levelvocabulary.h"
 
+#include "support/literal.h"
+
 #include <QTest>
 
 Q_DECLARE_METATYPE(Operation)
 
 namespace {
-
-QString operator""_s(const char *text, size_t length)
-{
-    return QString::fromUtf8(text, static_cast<int>(length));
-}
 
 CommandLine readWords(const QStringList &words)
 {

@@ -4,6 +4,8 @@
 
 #include "console/activitytable.h"
 
+#include "support/literal.h"
+
 #include <QDBusMessage>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -17,11 +19,6 @@ Q_DECLARE_METATYPE(ColorMode)
 Q_DECLARE_METATYPE(Screen)
 
 namespace {
-
-QString operator""_s(const char *text, size_t length)
-{
-    return QString::fromUtf8(text, static_cast<int>(length));
-}
 
 const Screen inPipe;
 const Screen plainTerminal {true, false, 80};
