@@ -3,6 +3,7 @@
 // within the process.
 // SPDX-License-Identifier: MIT
 #include "support/activities.h"
+#include "support/configtext.h"
 #include "support/events.h"
 #include "support/faults.h"
 #include "support/hangups.h"
@@ -25,6 +26,8 @@
 #include <unistd.h>
 
 namespace {
+
+using ConfigText::withLevel;
 
 using Levels = QMap<QString, QString>;
 
@@ -66,20 +69,11 @@ QByteArray number(const QString &levelName)
     return numbers.value(levelName);
 }
 
-/// @p content with the level of @p activity's block changed; all other bytes as they are.
-QByteArray withLevel(QByteArray content, const QString &activity, const QString &levelName)
-{
-    const int block = content.indexOf("# BEGIN " + activity.toUtf8() + '\n');
-    const int start = content.indexOf("level(", block) + 6;
-    const int end = content.indexOf("..", start);
-    return content.replace(start, end - start, levelName.toUtf8());
-}
-
 /// Like withLevel(), for each of @p levels.
 QByteArray withLevels(QByteArray content, const Levels &levels)
 {
     for (auto level = levels.cbegin(); level != levels.cend(); ++level) {
-        content = withLevel(content, level.key(), level.value());
+        content = withLevel(content, level.key(), level.value().toUtf8());
     }
     return content;
 }
@@ -462,7 +456,7 @@ void tst_Bulk::activityThatIsNotThereHasAnEmptyLevel()
 
 void tst_Bulk::destinationWithASemicolonHidesNothing()
 {
-    QByteArray content = withLevel(Phone::read(Phone::liveConfig), sipua, debug);
+    QByteArray content = withLevel(Phone::read(Phone::liveConfig), sipua, debug.toUtf8());
     content.replace("/var/log/qvxsipua.log", "/var/log/q;sipua.log");
     Phone::write(Phone::liveConfig, content);
     const QVariantMap levels = map(getLevels);
@@ -778,7 +772,7 @@ void tst_Bulk::repairedActivityCountsAsError()
     // It was applied for all that.
     QCOMPARE(facilityLevels(), facilityLevels({{sipua, warning}}));
     QVERIFY(Phone::read(Phone::liveConfig)
-            == withLevel(Phone::read(Phone::backup), sipua, warning));
+            == withLevel(Phone::read(Phone::backup), sipua, warning.toUtf8()));
 }
 
 void tst_Bulk::brokenConfigurationCountsAsError()
@@ -789,7 +783,8 @@ void tst_Bulk::brokenConfigurationCountsAsError()
     // works.
     QCOMPARE(module.setSyslogLevels(QStringLiteral("qvxsipua:debug,sipmmi:info"), false),
              setFailed);
-    QCOMPARE(Phone::read(Phone::liveConfig), withLevel(Phone::read(Phone::backup), sipmmi, info));
+    QCOMPARE(Phone::read(Phone::liveConfig),
+             withLevel(Phone::read(Phone::backup), sipmmi, info.toUtf8()));
     QCOMPARE(facilityLevels(), facilityLevels({{sipmmi, info}}));
 }
 
@@ -838,7 +833,7 @@ void tst_Bulk::eventComesBeforeTheFacilityFile()
         QCOMPARE(Reloads::count(), 0);
         QVERIFY(QFile::exists(file));
         QCOMPARE(Phone::read(Phone::liveConfig),
-                 withLevel(Phone::read(Phone::backup), sipmmi, info));
+                 withLevel(Phone::read(Phone::backup), sipmmi, info.toUtf8()));
     }
     Phone::text(QStringLiteral("level"));
     QCOMPARE(Phone::read(file), "6" + before.mid(1));
@@ -1082,7 +1077,7 @@ void tst_Bulk::othersAreServedWhileAJobRuns()
 
     check.release();
     Phone::text(QStringLiteral("level"));
-    QCOMPARE(Phone::read(Phone::liveConfig), withLevel(before, telephony, warning));
+    QCOMPARE(Phone::read(Phone::liveConfig), withLevel(before, telephony, warning.toUtf8()));
     QCOMPARE(facilityLevels(), facilityLevels({{telephony, warning}}));
 }
 

@@ -2,6 +2,7 @@
 // order, and what it leaves alone.
 // SPDX-License-Identifier: MIT
 #include "support/activities.h"
+#include "support/configtext.h"
 #include "support/events.h"
 #include "support/hangups.h"
 #include "support/heldcheck.h"
@@ -25,6 +26,8 @@
 
 namespace {
 
+using ConfigText::withLevel;
+
 const QString header
     = QStringLiteral("   ACTIVITY           LEVEL      SUPPORT           DESTINATION \n");
 
@@ -33,15 +36,6 @@ const QStringList &activities = Phone::activityNames;
 QString level(const QString &activity, const QString &levelName)
 {
     return Phone::text(QStringLiteral("level"), {activity, levelName});
-}
-
-/// @p content with the level of @p activity's block changed; all other bytes as they are.
-QByteArray withLevel(QByteArray content, const QString &activity, const QByteArray &levelName)
-{
-    const int block = content.indexOf("# BEGIN " + activity.toUtf8() + '\n');
-    const int start = content.indexOf("level(", block) + 6;
-    const int end = content.indexOf("..", start);
-    return content.replace(start, end - start, levelName);
 }
 
 QByteArray withAllLevels(QByteArray content, const QByteArray &levelName)

@@ -3,6 +3,7 @@
 // SPDX-License-Identifier: MIT
 #include "levels/configurationorder.h"
 #include "support/activities.h"
+#include "support/configtext.h"
 #include "support/faults.h"
 #include "support/hangups.h"
 #include "support/logcapture.h"
@@ -20,6 +21,10 @@
 #include <thread>
 
 namespace {
+
+using ConfigText::withAllDestinations;
+using ConfigText::withDestination;
+using ConfigText::withRedirection;
 
 const QStringList &activities = Phone::activityNames;
 
@@ -80,36 +85,6 @@ QStringList unknown(const QString &activity)
             QStringLiteral("6 search facility ") + activity
                 + QStringLiteral(" in /usr/bin/QVXApplication/"),
             QStringLiteral("3 No config file for facility : ") + activity};
-}
-
-/// @p content with the destination line of @p activity's block replaced; all other bytes as they
-/// are.
-QByteArray withDestination(QByteArray content, const QString &activity, const QString &destination)
-{
-    const int start = content.indexOf("destination d_" + activity.toUtf8() + " {");
-    if (start < 0) {
-        qFatal("no destination of %s", qPrintable(activity));
-    }
-    const int end = content.indexOf('\n', start);
-    return content.replace(start, end - start,
-                           "destination d_" + activity.toUtf8() + " { " + destination.toUtf8()
-                               + "; };");
-}
-
-QByteArray withAllDestinations(QByteArray content, const QString &destination)
-{
-    for (const QString &activity : activities) {
-        content = withDestination(content, activity, destination);
-    }
-    return content;
-}
-
-/// The bytes of a facility file with another third line.
-QByteArray withRedirection(const QByteArray &content, const QString &redirection)
-{
-    QList<QByteArray> lines = content.split('\n');
-    lines[2] = redirection.toUtf8();
-    return lines.join('\n');
 }
 
 using Files = QMap<QString, QByteArray>;

@@ -3,6 +3,7 @@
 // SPDX-License-Identifier: MIT
 #include "destinations/remoteserver.h"
 #include "support/activities.h"
+#include "support/configtext.h"
 #include "support/faults.h"
 #include "support/hangups.h"
 #include "support/logcapture.h"
@@ -22,6 +23,9 @@
 #include <memory>
 
 namespace {
+
+using ConfigText::withAllDestinations;
+using ConfigText::withRedirection;
 
 const QStringList &activities = Phone::activityNames;
 
@@ -81,20 +85,6 @@ QStringList withoutReaderLines(const QStringList &lines)
     return own;
 }
 
-QByteArray withAllDestinations(QByteArray content, const QString &destination)
-{
-    for (const QString &activity : activities) {
-        const QByteArray begin = "destination d_" + activity.toUtf8() + " {";
-        const int at = content.indexOf(begin);
-        if (at < 0) {
-            qFatal("no destination of %s", qPrintable(activity));
-        }
-        content.replace(at, content.indexOf('\n', at) - at,
-                        begin + ' ' + destination.toUtf8() + "; };");
-    }
-    return content;
-}
-
 using Files = QMap<QString, QByteArray>;
 
 Files facilityFiles()
@@ -109,9 +99,7 @@ Files facilityFiles()
 Files withAllRedirections(Files files, const QString &redirection)
 {
     for (QByteArray &content : files) {
-        QList<QByteArray> lines = content.split('\n');
-        lines[2] = redirection.toUtf8();
-        content = lines.join('\n');
+        content = withRedirection(content, redirection);
     }
     return files;
 }

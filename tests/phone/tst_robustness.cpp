@@ -2,6 +2,7 @@
 // that are none, a bus that goes away, many callers at once, a program that hangs.
 // SPDX-License-Identifier: MIT
 #include "support/activities.h"
+#include "support/configtext.h"
 #include "support/faults.h"
 #include "support/heldcheck.h"
 #include "support/phone.h"
@@ -26,6 +27,8 @@
 #include <unistd.h>
 
 namespace {
+
+using ConfigText::withLevel;
 
 constexpr int deadline = 30000; // ms
 const QString outputFile = QStringLiteral("/run/phone/test-robustness.out");
@@ -101,13 +104,6 @@ QString changed(const QString &name, const QString &levelName)
 {
     return QStringLiteral("Level ") + levelName + QStringLiteral(" for facility : ") + name
         + QStringLiteral(" OK");
-}
-
-QByteArray withLevel(QByteArray content, const QString &name, const QByteArray &levelName)
-{
-    const int block = content.indexOf("# BEGIN " + name.toUtf8() + '\n');
-    const int start = content.indexOf("level(", block) + 6;
-    return content.replace(start, content.indexOf("..", start) - start, levelName);
 }
 
 /// The level of the activity @p name as logappli.conf has it.
