@@ -4,6 +4,8 @@
 
 #include "phone.h"
 
+#include <QCoreApplication>
+#include <QDBusConnection>
 #include <QFile>
 
 #include <array>
@@ -34,6 +36,23 @@ void onHangUp(int)
     ++hangUps;
     errno = savedErrno;
 }
+
+/// Lets the main thread alone have the signals. The bus layer's thread could get one as well, and
+/// under ThreadSanitizer it would keep it until it is woken up by something else.
+void keepHangUpsFromTheBusThread()
+{
+    if (!Phone::isBox()) {
+        return;
+    }
+    sigset_t hangUp;
+    sigemptyset(&hangUp);
+    sigaddset(&hangUp, SIGHUP);
+    sigset_t previous;
+    pthread_sigmask(SIG_BLOCK, &hangUp, &previous);
+    QDBusConnection::systemBus(); // starts the thread, which inherits the mask
+    pthread_sigmask(SIG_SETMASK, &previous, nullptr);
+}
+Q_COREAPP_STARTUP_FUNCTION(keepHangUpsFromTheBusThread)
 
 } // namespace
 
