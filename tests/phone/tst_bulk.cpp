@@ -892,7 +892,8 @@ void tst_Bulk::otherProgramsSeeTheEvent()
                   "is owned by");
     Phone::call(method, arguments);
 
-    QVERIFY2(all.waitForOutput("variant             int32 " + level), all.output().constData());
+    QVERIFY2(all.waitForOutput("variant             int32 " + level + "\n      )\n"),
+             all.output().constData());
     const QByteArray seen = all.output().simplified();
     QVERIFY2(seen.contains("path=/com/corvane/Quorvix/LoggerModule; "
                            "interface=com.corvane.Quorvix.QVXEvent; member=log_level_changed"),
