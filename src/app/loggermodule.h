@@ -237,7 +237,7 @@ protected:
     bool restoreConfigFile(const QString &path);
 
     /// Makes syslog-ng reload its configuration: runs kill(1) with -hup and the pid of
-    /// /var/run/syslog-ng.pid. Blocks for up to 60 s.
+    /// /var/run/syslog-ng.pid. Blocks for up to 30 s.
     void restart();
 
     /// Runs the platform's set-up script, which regenerates missing and broken files. Blocks for up
