@@ -50,6 +50,11 @@ QVXApplication::QVXApplication(int &argc, char **argv)
 
 QVXApplication::~QVXApplication() = default;
 
+qint64 QVXApplication::elapsedSinceStopRequest()
+{
+    return StopSignals::elapsedSinceRequest();
+}
+
 bool QVXApplication::notify(QObject *receiver, QEvent *event)
 {
     try {

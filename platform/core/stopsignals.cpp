@@ -5,9 +5,11 @@
 #include <QSocketNotifier>
 
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <ctime>
 
 #include <sys/socket.h>
 #include <unistd.h>
@@ -16,10 +18,21 @@ namespace {
 
 // [0] is written by the handler, [1] read by the event loop. Signal handlers have no context.
 std::array<int, 2> sockets {-1, -1};
+std::atomic<qint64> requestedAt {-1}; // ms of the monotonic clock
+static_assert(std::atomic<qint64>::is_always_lock_free, "used in a signal handler");
+
+qint64 monotonicTime()
+{
+    timespec now = {};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return now.tv_sec * qint64(1000) + now.tv_nsec / 1000000;
+}
 
 void onStopSignal(int)
 {
     const int savedErrno = errno;
+    qint64 never = -1;
+    requestedAt.compare_exchange_strong(never, monotonicTime());
     const char byte = 1;
     // A full socket means that a request is pending already.
     if (write(sockets[0], &byte, sizeof byte) < 0) { }
@@ -45,6 +58,7 @@ StopSignals::StopSignals(QObject *parent) : QObject(parent)
     }
     auto *notifier = new QSocketNotifier(sockets[1], QSocketNotifier::Read, this);
     connect(notifier, &QSocketNotifier::activated, this, [this] { readByte(); });
+    requestedAt = -1;
     setHandler(onStopSignal);
 }
 
@@ -53,6 +67,12 @@ StopSignals::~StopSignals()
     setHandler(SIG_DFL);
     close(sockets[0]);
     close(sockets[1]);
+}
+
+qint64 StopSignals::elapsedSinceRequest()
+{
+    const qint64 requested = requestedAt;
+    return requested < 0 ? -1 : monotonicTime() - requested;
 }
 
 void StopSignals::readByte()

@@ -17,6 +17,10 @@ public:
     explicit StopSignals(QObject *parent = nullptr);
     ~StopSignals() override;
 
+    /// How long ago the first of the signals came, in milliseconds; -1 when none has come yet. From
+    /// any thread, and true at once: the event loop may be busy.
+    static qint64 elapsedSinceRequest();
+
 Q_SIGNALS:
     void stopRequested();
 

@@ -26,6 +26,13 @@ public:
     QVXApplication(int &argc, char **argv);
     ~QVXApplication() override;
 
+    /**
+     * How long ago the process was asked to stop (SIGTERM or SIGINT), in milliseconds; -1 when it
+     * was not. Callable from any thread, and true at once: work that takes long looks here whether
+     * to go on, while the event loop waits for it.
+     */
+    static qint64 elapsedSinceStopRequest();
+
     /// Catches a QVXException thrown by pointer out of an event handler, logs and deletes it.
     bool notify(QObject *receiver, QEvent *event) override;
 
