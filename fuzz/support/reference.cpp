@@ -323,7 +323,9 @@ bool isPlainForLevel(const std::string &line)
 
 bool isDestination(const std::u16string &text)
 {
-    if (text.find_first_of(std::u16string(u"\n\r\0", 3)) != std::u16string::npos) {
+    if (text.find_first_of(std::u16string(u"\n\r\0", 3)) != std::u16string::npos
+        || text.find(u"# BEGIN ") != std::u16string::npos
+        || text.find(u"# END") != std::u16string::npos) {
         return false;
     }
     if (text == u"V24" || text == u"init" || isNetworkDestination(text)) {

@@ -49,11 +49,17 @@ bool isOneLine(const QString &text)
     });
 }
 
+/// Whether a line with @p text in it would be taken for the begin or end line of an activity.
+bool holdsBlockMarker(const QString &text)
+{
+    return text.contains(QLatin1String("# BEGIN ")) || text.contains(QLatin1String("# END"));
+}
+
 } // namespace
 
 bool isDestinationValid(const QString &destination)
 {
-    if (!isOneLine(destination)) {
+    if (!isOneLine(destination) || holdsBlockMarker(destination)) {
         return false;
     }
     return isNetworkAddressDestination(destination) || isNetworkHostDestination(destination)

@@ -8,7 +8,8 @@
 /**
  * Whether @p destination is a destination driver expression of syslog-ng that may be written into
  * logappli.conf, or one of the keywords "V24" and "init". Case matters. A text of more than one
- * line is none: the configuration and the facility files hold one line for it.
+ * line is none: the configuration and the facility files hold one line for it. Nor is one that
+ * contains "# BEGIN " or "# END", which would plant an activity in the configuration.
  */
 bool isDestinationValid(const QString &destination);
 

@@ -207,7 +207,6 @@ private Q_SLOTS:
     void everyActivityBackToItsFile();
     void backToPredefinedFilesOfAnEmptyList();
     void backToPredefinedFilesWhenTheRewriteIsRefused();
-    void endMarkerInADestinationStopsTheWayBack();
 
     void redirectionsOfAll_data();
     void redirectionsOfAll();
@@ -1042,30 +1041,6 @@ void tst_Redirect::backToPredefinedFilesWhenTheRewriteIsRefused()
     QCOMPARE(Phone::read(Phone::liveConfig), broken);
     QVERIFY(m_log->debugs().contains(QStringLiteral("File logappli.conf.tmp  NOT OK")));
     QTRY_COMPARE(m_syslog->count(), 1);
-}
-
-void tst_Redirect::endMarkerInADestinationStopsTheWayBack()
-{
-    // The reader takes the marker for the end of a block wherever it stands in a line, and finds an
-    // activity that nobody knows.
-    const Faults::FakeSetUpScript script(Faults::fake(QStringLiteral("setup-noting")));
-    const QString console = QStringLiteral("V24");
-    const QString marked = QStringLiteral("file(\"/var/log/# END x\")");
-    const QString before = activities.at(1);
-    const QString behind = activities.at(4);
-    QCOMPARE(m_module.redirect(before, console), moved(before, console));
-    QCOMPARE(m_module.redirect(sip, marked), moved(sip, marked));
-    QCOMPARE(m_module.redirect(behind, console), moved(behind, console));
-    QCOMPARE(m_module.redirect(all, initWord), allCorrupted);
-    QCOMPARE(Phone::read(Phone::liveConfig),
-             withDestination(withDestination(m_predefined, sip, marked), behind,
-                             QStringLiteral("file(\"/dev/console\")")));
-    QCOMPARE(facilityFiles(), m_facilities);
-
-    // Another destination for that activity makes the way free.
-    QCOMPARE(m_module.redirect(sip, console), moved(sip, console));
-    QCOMPARE(m_module.redirect(all, initWord), allToPredefined);
-    QCOMPARE(Phone::read(Phone::liveConfig), m_predefined);
 }
 
 void tst_Redirect::redirectionsOfAll_data()

@@ -53,6 +53,8 @@ private slots:
     void quotedText();
     void keyword_data();
     void keyword();
+    void blockMarker_data();
+    void blockMarker();
     void severalLines_data();
     void severalLines();
     void longTextIsAnswered_data();
@@ -302,6 +304,28 @@ void TestDestinationSyntax::keyword_data()
 void TestDestinationSyntax::keyword()
 {
     check();
+}
+
+void TestDestinationSyntax::blockMarker_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<bool>("valid");
+
+    QTest::newRow("begin") << QStringLiteral("file(\"/var/log/# BEGIN x\")") << false;
+    QTest::newRow("end") << QStringLiteral("file(\"/var/log/# END x\")") << false;
+    QTest::newRow("end without blank") << QStringLiteral("file(\"/var/log/# ENDx\")") << false;
+    QTest::newRow("end of the text") << QStringLiteral("program(\"/bin/x # END\")") << false;
+    QTest::newRow("in a terminal's name") << QStringLiteral("usertty(\"# BEGIN \")") << false;
+    // The reader does not take these for a marker.
+    QTest::newRow("begin without blank") << QStringLiteral("file(\"/# BEGIN\")") << true;
+    QTest::newRow("no blank") << QStringLiteral("file(\"/#END x\")") << true;
+    QTest::newRow("small letters") << QStringLiteral("file(\"/# end x\")") << true;
+}
+
+void TestDestinationSyntax::blockMarker()
+{
+    QFETCH(QString, text);
+    QTEST(isDestinationValid(text), "valid");
 }
 
 void TestDestinationSyntax::severalLines_data()
