@@ -13,6 +13,7 @@
 class LoggerModuleAdaptor;
 struct ActivityLevelEntry;
 struct ConfigLineEdit;
+struct FacilityUpdates;
 
 /**
  * Owns logappli.conf and the facility level files. The operations are implemented in the folder
@@ -191,8 +192,9 @@ public Q_SLOTS:
     /**
      * Works on the newest lines of the defence log /log/Defence.log, which is created when missing.
      * @param position how many lines
-     * @param todo "size" counts all lines; "read" answers the lines; "delete" removes them and
-     *        reloads syslog-ng. To delete more lines than there are leaves a notice in the file.
+     * @param todo "size" counts all lines; "read" answers the lines, at most the newest 16 MiB of
+     *        whole ones; "delete" removes them from the storage and reloads syslog-ng. To delete
+     *        more lines than there are leaves a notice in the file.
      * @return "[DEFENCE] Total messages saved in flash sector:<n>", the lines, "[DEFENCE] delete
      *         <n> lines OK", "[DEFENCE] impossible to open in read/write mode/log/Defence.log", or
      *         for another @p todo "bad input parameter(s) -- use : defence --help command, for more
@@ -219,8 +221,8 @@ protected:
 
     /**
      * Replaces the file at @p path by @p content, if syslog-ng accepts it: the text goes to
-     * logappli.conf.tmp, is checked there, and is then copied over the live file and synced to
-     * storage.
+     * logappli.conf.tmp, is checked there, and a copy that is synced to storage takes the live
+     * file's place in one step. When that fails the live file stays.
      * @return true when the live file holds @p content
      */
     [[nodiscard]] bool writeToFile(const QString &content, const QString &path);
@@ -230,9 +232,9 @@ protected:
     [[nodiscard]] bool checkTemporaryConfig();
 
     /**
-     * Replaces the live file at @p path by the backup and reloads syslog-ng. Only ever replaces an
-     * existing file.
-     * @return true when the backup was copied over it; false may leave the live file missing
+     * Replaces the live file at @p path by the backup, in one step, and reloads syslog-ng. Only
+     * ever replaces an existing file. Without a backup the live file is removed.
+     * @return true when the live file is a copy of the backup, synced to storage
      */
     bool restoreConfigFile(const QString &path);
 
@@ -285,13 +287,14 @@ protected:
     QString searchFacility(const QString &facility);
 
     /**
-     * Reads the lines of a facility file and deletes the file: the caller writes it anew.
+     * Reads the lines of a facility file. A file that is not valid is removed.
      * @return the lines, or one line that says why there are none
      */
     QStringList readFacilityFile(const QString &facility);
 
     /**
-     * Rewrites one field of a facility file.
+     * Rewrites one field of a facility file. The file is replaced as a whole and synced to storage;
+     * when that fails the old one stays.
      * @param redirection the destination statement; used when @p field is "redirection"
      * @param field "level" or "redirection"; any other changes nothing
      * @param level a syslog level number; used when @p field is "level"
@@ -302,13 +305,28 @@ protected:
     QString updateFacilityFile(const QString &redirection, const QString &facility,
                                const QString &field, int level);
 
+    /**
+     * The first half of updateFacilityFile(): adds the new file to @p updates, so that the files of
+     * several facilities are synced together.
+     * @return "OK", or for an invalid file, which is not added, as updateFacilityFile()
+     */
+    QString prepareFacilityUpdate(const QString &redirection, const QString &facility,
+                                  const QString &field, int level, FacilityUpdates *updates);
+
+    /// The second half: replaces the files. @return the facilities whose old file stays, because
+    /// the new one could not be written
+    QStringList writeFacilityUpdates(const FacilityUpdates &updates);
+
     /// Writes @p level into the facility file. @return as updateFacilityFile()
     QString writeFacilitylevel(const QString &facility, int level);
 
+    /// The first half of writeFacilitylevel(). @return as prepareFacilityUpdate()
+    QString prepareFacilityLevel(const QString &facility, int level, FacilityUpdates *updates);
+
     /**
      * Rewrites an existing facility file with its predefined content.
-     * @return "sylog-ng config file restored", a system error text, or
-     *         "Can not create a new facility config file !"
+     * @return "sylog-ng config file restored"; when the old file stays, a system error text or "Can
+     *         not create a new facility config file !"
      */
     QString restoreFacilityFile(const QString &facility);
     ///@}

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "app/diagnostics.h"
 #include "app/loggermodule.h"
+#include "syslogconf/durablefile.h"
 
 #include <QDir>
 #include <QFile>
@@ -64,6 +65,11 @@ QString LoggerModule::deleteLogFiles(bool withFlash)
         } else {
             logDebug(QStringLiteral("file not removed : ") + file.errorString());
         }
+    }
+    // Best effort: what could not be removed changes nothing in the answer either.
+    syncDirectory(ramDirectory);
+    if (withFlash) {
+        syncDirectory(flashDirectory);
     }
     restart(); // syslog-ng still writes to the files that were removed
     return QStringLiteral("All logs files removed in ") + where + QLatin1Char('.');

@@ -37,16 +37,21 @@ QString LoggerModule::redirect()
 
 QString LoggerModule::redirect(const QString &activity, const QString &destinationName)
 {
-    const ConfigurationOrder::Turn turn;
     if (activity != allActivities && destinationName == initKeyword) {
         return QStringLiteral(
             "Destination not valid --parameter init can only be used with activity all !");
     }
+    const bool isValid = isDestinationValid(destinationName);
+    const QString notValid = QStringLiteral("[REDIRECT] Destination not valid: ") + destinationName;
+    if (!isValid && isKnownFacility(activity)) {
+        return notValid;
+    }
+    const ConfigurationOrder::Turn turn;
     if (!isUsableFacility(searchFacility(activity), activity)) {
         return QStringLiteral("not a valid activity : ") + activity;
     }
-    if (!isDestinationValid(destinationName)) {
-        return QStringLiteral("[REDIRECT] Destination not valid: ") + destinationName;
+    if (!isValid) {
+        return notValid; // after a repair, which comes first
     }
     if (activity == allActivities && destinationName != initKeyword) {
         return redirectAllActivities(destinationName);
@@ -81,15 +86,21 @@ QString LoggerModule::redirect(const QString &activity, const QString &destinati
 QString LoggerModule::redirect(const QString &activity, const QString &destinationName,
                                const QString &ipAddress, int ipPort)
 {
-    const ConfigurationOrder::Turn turn;
     const QString destination
         = networkDestination(destinationName, ipAddress, QString::number(ipPort));
+    const bool isValid = isDestinationValid(destination);
+    const QString notValid
+        = QStringLiteral(" [REDIRECT] destination parameters not valid: ") + destination;
+    if (!isValid && isKnownFacility(activity)) {
+        return notValid;
+    }
+    const ConfigurationOrder::Turn turn;
     const QString check = searchFacility(activity);
     if (!isUsableFacility(check, activity)) {
         return QStringLiteral("not a valid facility : ") + activity;
     }
-    if (!isDestinationValid(destination)) {
-        return QStringLiteral(" [REDIRECT] destination parameters not valid: ") + destination;
+    if (!isValid) {
+        return notValid;
     }
     return redirectAndRecord(
         activity, destination, check,
@@ -99,7 +110,6 @@ QString LoggerModule::redirect(const QString &activity, const QString &destinati
 QString LoggerModule::redirect(const QString &activity, const QString &destinationName,
                                const QString &path)
 {
-    const ConfigurationOrder::Turn turn;
     if (path.contains(QLatin1Char('/')) || path.contains(QLatin1Char('~'))) {
         return QStringLiteral("Not a valid file name -- character / and ~ are banned");
     }
@@ -118,12 +128,19 @@ QString LoggerModule::redirect(const QString &activity, const QString &destinati
     } else {
         return QStringLiteral("Not a valid support type -- can be : ram - flash or usertty");
     }
+    const bool isValid = isDestinationValid(destination);
+    const QString notValid
+        = QStringLiteral(" [redirect] destination parameters not valid: ") + destination;
+    if (!isValid && isKnownFacility(activity)) {
+        return notValid;
+    }
+    const ConfigurationOrder::Turn turn;
     const QString check = searchFacility(activity);
     if (!isUsableFacility(check, activity)) {
         return QStringLiteral("not a valid activity : ") + activity;
     }
-    if (!isDestinationValid(destination)) {
-        return QStringLiteral(" [redirect] destination parameters not valid: ") + destination;
+    if (!isValid) {
+        return notValid;
     }
     return redirectAndRecord(
         activity, destination, check,
@@ -148,13 +165,13 @@ QString LoggerModule::redirectAndRecord(const QString &activity, const QString &
 
 QString LoggerModule::redirectAllActivities(const QString &destination)
 {
-    const ConfigurationOrder::Turn turn;
     if (destination == Setting::UNDEFINEDVALUE) {
         return QStringLiteral("[REDIRECT] IP destination address not valid ");
     }
     if (!isDestinationValid(destination)) {
         return QStringLiteral("[REDIRECT] destination parameter not valid: ") + destination;
     }
+    const ConfigurationOrder::Turn turn;
     const QString path = liveConfigPath();
     if (modify(destinationEdit(QStringLiteral("destination d_"), QString(), destination), path)
         == accessError) {
@@ -174,17 +191,10 @@ QString LoggerModule::setAllFacilityRedirections(const QString &destination, con
     }
     const bool toPredefined = mode == initKeyword;
     bool corrupted = false;
-    for (const ActivityLevelEntry &entry : activities) {
-        const QString &activity = entry.facility;
-        logDebug(QStringLiteral("Configuration file to change : ") + activity);
-        const QString redirection = toPredefined ? predefinedRedirection(activity) : destination;
-        if (updateFacilityFile(redirection, activity, QStringLiteral("redirection"), ignoredLevel)
-            == QLatin1String("OK")) {
-            continue;
-        }
+    const auto markCorrupted = [&](const QString &activity) {
         corrupted = true;
         if (!toPredefined) {
-            continue;
+            return;
         }
         if (activity == QLatin1String("defence")) {
             logError(QStringLiteral(
@@ -193,6 +203,21 @@ QString LoggerModule::setAllFacilityRedirections(const QString &destination, con
             logError(QStringLiteral("Facility config file") + activity
                      + QStringLiteral("corrupted -- initialize to default value "));
         }
+    };
+    FacilityUpdates updates;
+    for (const ActivityLevelEntry &entry : activities) {
+        const QString &activity = entry.facility;
+        logDebug(QStringLiteral("Configuration file to change : ") + activity);
+        const QString redirection = toPredefined ? predefinedRedirection(activity) : destination;
+        if (prepareFacilityUpdate(redirection, activity, QStringLiteral("redirection"),
+                                  ignoredLevel, &updates)
+            != QLatin1String("OK")) {
+            markCorrupted(activity);
+        }
+    }
+    const QStringList notWritten = writeFacilityUpdates(updates);
+    for (const QString &activity : notWritten) {
+        markCorrupted(activity);
     }
     if (corrupted) {
         logDebug(QStringLiteral("One ore more facility config files corrupted --Initialize all to "

@@ -38,11 +38,13 @@ QString facilityFilePath(const QString &facility)
 bool facilityFileExists(const QString &facility)
 {
     const QString path = facilityFilePath(facility);
-    if (path.isEmpty()) {
-        return false;
-    }
-    const QFileInfo file(path);
-    return file.isFile() && !file.isSymLink();
+    return !path.isEmpty() && QFileInfo(path).isFile();
+}
+
+bool isKnownFacility(const QString &facility)
+{
+    return facility == QLatin1String("all") || facility == QLatin1String("WebApp")
+        || facility == QLatin1String("no_facility") || facilityFileExists(facility);
 }
 
 bool applicationExists(const QString &directory, const QString &facility)

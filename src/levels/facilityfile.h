@@ -2,8 +2,18 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "syslogconf/durablefile.h"
+
 #include <QString>
 #include <QStringList>
+#include <QVector>
+
+/// Facility files that are about to be replaced together.
+struct FacilityUpdates
+{
+    QStringList facilities;
+    QVector<NewFile> files; ///< the new file of each facility, in the same order
+};
 
 /// The four lines of a facility level file, in order.
 enum class FacilityLine { Level, FacilityValue, Redirection, Signature };
@@ -18,8 +28,13 @@ QString &facilityLine(QStringList &lines, FacilityLine line);
  */
 QString facilityFilePath(const QString &facility);
 
-/// Whether @p facility has its level file: a regular file, not a link to one.
+/// Whether @p facility has its level file: a regular file or a link to one, as the logger sees it.
 bool facilityFileExists(const QString &facility);
+
+/// Whether @p facility is known without a look for its application: it has its level file, or is
+/// one of the names that need none ("all", "WebApp", "no_facility"). Nobody needs a turn to ask, as
+/// the file is there also while it is rewritten.
+bool isKnownFacility(const QString &facility);
 
 /// Whether a program or library called @p facility is in @p directory, which ends in "/".
 bool applicationExists(const QString &directory, const QString &facility);

@@ -3,6 +3,7 @@
 #include "app/diagnostics.h"
 #include "app/loggermodule.h"
 #include "facilityfile.h"
+#include "syslogconf/durablefile.h"
 #include "syslogconf/textfile.h"
 
 #include <QFile>
@@ -20,6 +21,11 @@ QString searchText(const QString &facility, const QString &directory)
     return QStringLiteral("search facility ") + facility + QStringLiteral(" in ") + directory;
 }
 
+QString notWritableText(const QString &facility)
+{
+    return QStringLiteral("Impossible to read in Read/Write mode : ") + facility;
+}
+
 QString repairNotice(const QString &facility)
 {
     return QStringLiteral("OK  -- but configuration file was corrupted : ") + facility
@@ -31,11 +37,7 @@ QString repairNotice(const QString &facility)
 
 QString LoggerModule::searchFacility(const QString &facility)
 {
-    if (facility == QLatin1String("all") || facility == QLatin1String("WebApp")
-        || facility == QLatin1String("no_facility")) {
-        return QStringLiteral("OK");
-    }
-    if (facilityFileExists(facility)) {
+    if (isKnownFacility(facility)) {
         return QStringLiteral("OK");
     }
     logInfo(searchText(facility, libraryDirectory));
@@ -64,31 +66,27 @@ QStringList LoggerModule::readFacilityFile(const QString &facility)
     }
     QFile file(facilityFilePath(facility));
     QStringList lines;
-    // A file that cannot be read to its end is not deleted either.
     if (!file.open(QIODevice::ReadWrite | QIODevice::Text) || !readLines(file, &lines)) {
         logError(QStringLiteral("No access to : ") + facility + QStringLiteral(".conf"));
         return {QStringLiteral("No valid configuration file : ") + facility};
     }
     file.close();
-    file.remove();
+    QString error;
+    if (!checkFacilityFile(lines, facility, &error)) {
+        file.remove();
+    }
     return lines;
 }
 
-QString LoggerModule::updateFacilityFile(const QString &redirection, const QString &facility,
-                                         const QString &field, int level)
+QString LoggerModule::prepareFacilityUpdate(const QString &redirection, const QString &facility,
+                                            const QString &field, int level,
+                                            FacilityUpdates *updates)
 {
     QStringList lines = readFacilityFile(facility);
     QString error;
     if (!checkFacilityFile(lines, facility, &error)) {
         logError(error);
         return restoreFacilityFile(facility);
-    }
-    QFile file(facilityFilePath(facility));
-    const QString notWritable
-        = QStringLiteral("Impossible to read in Read/Write mode : ") + facility;
-    if (!file.open(QIODevice::ReadWrite | QIODevice::Truncate | QIODevice::Text)) {
-        logError(notWritable);
-        return notWritable;
     }
     if (!hasFacilitySignature(lines)) {
         logError(QStringLiteral("Bad configuration file -- not enought parameters : ") + facility);
@@ -100,21 +98,47 @@ QString LoggerModule::updateFacilityFile(const QString &redirection, const QStri
     } else if (field == QLatin1String("redirection")) {
         facilityLine(lines, FacilityLine::Redirection) = redirection;
     }
-    if (!writeTextAndClose(file, facilityFileText(lines))) {
-        // Half a file would be taken for a corrupted one; a missing one is made anew by the set-up
-        // script that callers run after this answer.
-        file.remove();
-        logError(notWritable);
-        return notWritable;
-    }
+    updates->facilities.append(facility);
+    updates->files.append({facilityFilePath(facility), encodeText(facilityFileText(lines))});
     return QStringLiteral("OK");
+}
+
+QStringList LoggerModule::writeFacilityUpdates(const FacilityUpdates &updates)
+{
+    QString error;
+    const QVector<Replacement> results = replaceFiles(updates.files, &error);
+    QStringList failed;
+    for (int index = 0; index < results.size(); ++index) {
+        if (results.at(index) != Replacement::Done) {
+            failed.append(updates.facilities.at(index));
+            logError(notWritableText(failed.last()));
+        }
+    }
+    return failed;
+}
+
+QString LoggerModule::updateFacilityFile(const QString &redirection, const QString &facility,
+                                         const QString &field, int level)
+{
+    FacilityUpdates updates;
+    QString result = prepareFacilityUpdate(redirection, facility, field, level, &updates);
+    return writeFacilityUpdates(updates).isEmpty() ? result : notWritableText(facility);
+}
+
+QString LoggerModule::prepareFacilityLevel(const QString &facility, int level,
+                                           FacilityUpdates *updates)
+{
+    logDebug(QStringLiteral("[writeFacilitylevel] file path :") + QVXLogger::facilityConfigFilesPath
+             + facility + QStringLiteral(".conf"));
+    return prepareFacilityUpdate(QStringLiteral("none"), facility, QStringLiteral("level"), level,
+                                 updates);
 }
 
 QString LoggerModule::writeFacilitylevel(const QString &facility, int level)
 {
-    logDebug(QStringLiteral("[writeFacilitylevel] file path :") + QVXLogger::facilityConfigFilesPath
-             + facility + QStringLiteral(".conf"));
-    return updateFacilityFile(QStringLiteral("none"), facility, QStringLiteral("level"), level);
+    FacilityUpdates updates;
+    QString result = prepareFacilityLevel(facility, level, &updates);
+    return writeFacilityUpdates(updates).isEmpty() ? result : notWritableText(facility);
 }
 
 QString LoggerModule::restoreFacilityFile(const QString &facility)
@@ -124,20 +148,22 @@ QString LoggerModule::restoreFacilityFile(const QString &facility)
         logDebug(QStringLiteral("setPermissions() result ") + missing);
         return missing;
     }
-    QFile file(facilityFilePath(facility));
-    if (!file.setPermissions(QFileDevice::ReadOther | QFileDevice::WriteOther)) {
-        logDebug(QStringLiteral("setPermissions() result ") + file.errorString());
-        return file.errorString();
+    const QString path = facilityFilePath(facility);
+    QString error;
+    if (!mayChangeMode(path, &error)) {
+        logDebug(QStringLiteral("setPermissions() result ") + error);
+        return error;
     }
-    if (!file.remove()) {
-        logDebug(QStringLiteral("remove() result ") + file.errorString());
-        return file.errorString();
-    }
-    if (!file.open(QIODevice::ReadWrite | QIODevice::Text)
-        || !writeTextAndClose(file, facilityFileText(predefinedFacilityLines(facility)))) {
-        logError(file.errorString() + QStringLiteral(" -- config file : ") + facility);
-        file.remove(); // half of it, after a full disk
+    const QByteArray content = encodeText(facilityFileText(predefinedFacilityLines(facility)));
+    switch (replaceFiles({{path, content}}, &error).first()) {
+    case Replacement::NotPrepared:
+        logError(error + QStringLiteral(" -- config file : ") + facility);
         return QStringLiteral("Can not create a new facility config file !");
+    case Replacement::NotRenamed:
+        logDebug(QStringLiteral("remove() result ") + error);
+        return error;
+    case Replacement::Done:
+        break;
     }
     return QStringLiteral("sylog-ng config file restored");
 }

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "app/loggermodule.h"
 #include "configurationorder.h"
+#include "facilityfile.h"
 #include "levelvocabulary.h"
 #include "syslogconf/configpaths.h"
 #include "syslogconf/loggerconfiglist.h"
@@ -36,10 +37,14 @@ QString LoggerModule::setAllFacilityLevels(int level)
         return QStringLiteral("No logger configuration file !!");
     }
     bool corrupted = false;
+    FacilityUpdates updates;
     for (const ActivityLevelEntry &activity : activities) {
-        if (writeFacilitylevel(activity.facility, level) != QLatin1String("OK")) {
+        if (prepareFacilityLevel(activity.facility, level, &updates) != QLatin1String("OK")) {
             corrupted = true;
         }
+    }
+    if (!writeFacilityUpdates(updates).isEmpty()) {
+        corrupted = true;
     }
     if (corrupted) {
         restoreSylogConfig();

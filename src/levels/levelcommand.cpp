@@ -25,6 +25,19 @@ ConfigLineEdit levelEdit(const QString &activity, const QString &level)
     return edit;
 }
 
+/// Whether @p level means something for @p activity.
+bool isLevelWord(const QString &activity, const QString &level)
+{
+    return isValidLevel(level)
+        || (activity == allActivities
+            && (level == QLatin1String("init") || level == QLatin1String("restore")));
+}
+
+QString notValidText(const QString &level)
+{
+    return QStringLiteral("[level] level not valid: ") + level;
+}
+
 } // namespace
 
 QString LoggerModule::level()
@@ -41,6 +54,9 @@ QString LoggerModule::level()
 
 QString LoggerModule::level(const QString &activity, const QString &level, bool needRestart)
 {
+    if (isKnownFacility(activity) && !isLevelWord(activity, level)) {
+        return notValidText(level);
+    }
     const ConfigurationOrder::Turn turn;
     if (activity == allActivities && level == QLatin1String("restore")) {
         if (restoreConfigFile(liveConfigPath())) {
@@ -60,7 +76,7 @@ QString LoggerModule::level(const QString &activity, const QString &level, bool 
         return setAllLevels(QStringLiteral("err"));
     }
     if (!isValidLevel(level)) {
-        return QStringLiteral("[level] level not valid: ") + level;
+        return notValidText(level); // after a repair, which comes first
     }
     if (activity == allActivities) {
         return setAllLevels(level);

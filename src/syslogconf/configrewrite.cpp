@@ -1,10 +1,10 @@
-// The one safe way by which logappli.conf changes: temporary file, syntax check, copy; and the way
-// back from the backup.
+// The one safe way by which logappli.conf changes: temporary file, syntax check, and a copy that
+// takes the live file's place in one step; and the way back from the backup.
 // SPDX-License-Identifier: MIT
 #include "app/diagnostics.h"
 #include "app/loggermodule.h"
 #include "configpaths.h"
-#include "durablecopy.h"
+#include "durablefile.h"
 #include "textfile.h"
 
 #include <QFile>
@@ -68,13 +68,23 @@ bool LoggerModule::writeToFile(const QString &content, const QString &path)
                  + QStringLiteral(".tmp corrupted"));
         return false;
     }
-    if (!QFile::remove(path)) {
+    const auto notRemoved = [&path] {
         logError(QStringLiteral("[Method : writeToFile()] -- remove file : ") + path
                  + QStringLiteral("failed"));
         return false;
+    };
+    const QFileInfo old(path);
+    if (!old.exists() && !old.isSymLink()) {
+        return notRemoved(); // a rewrite replaces the live file and never makes one
     }
     QString error;
-    if (!copyDurably(temporary, path, &error) || !fileHolds(path, content)) {
+    const Replacement replacement = fileHolds(temporary, content)
+        ? replaceByCopy(temporary, path, &error)
+        : Replacement::NotPrepared;
+    if (replacement == Replacement::NotRenamed) {
+        return notRemoved();
+    }
+    if (replacement == Replacement::NotPrepared) {
         logError(QStringLiteral("[Method : writeToFile()] -- copy file : ") + path
                  + QStringLiteral("failed"));
         return false;
@@ -104,25 +114,30 @@ bool LoggerModule::restoreConfigFile(const QString &path)
         logDebug(QStringLiteral("[restoreConfigFile] -- ") + path);
         return false;
     }
-    if (!live.setPermissions(QFileDevice::ReadOther | QFileDevice::WriteOther)) {
-        logDebug(QStringLiteral("[restoreConfigFile] setPermissions() result: ")
-                 + live.errorString());
-        return false;
-    }
-    if (!live.remove()) {
-        logDebug(QStringLiteral("[restoreConfigFile] remove() result ") + live.errorString());
+    QString error;
+    if (!mayChangeMode(path, &error)) {
+        logDebug(QStringLiteral("[restoreConfigFile] setPermissions() result: ") + error);
         return false;
     }
     const QString backup = backupConfigPath();
     if (!QFile::exists(backup)) {
+        if (!live.remove()) {
+            logDebug(QStringLiteral("[restoreConfigFile] remove() result ") + live.errorString());
+            return false;
+        }
         logError(QStringLiteral("[restoreConfigFile] --") + backup
-                 + QStringLiteral("doesn't exist"));
+                 + QStringLiteral(" doesn't exist"));
         return false;
     }
-    QString error;
-    if (!copyDurably(backup, path, &error)) {
+    switch (replaceByCopy(backup, path, &error)) {
+    case Replacement::NotPrepared:
         logDebug(QStringLiteral("[restoreConfigFile] copy() result ") + live.errorString());
         return false;
+    case Replacement::NotRenamed:
+        logDebug(QStringLiteral("[restoreConfigFile] remove() result ") + error);
+        return false;
+    case Replacement::Done:
+        break;
     }
     logError(path + QStringLiteral(" restored with : ") + backup);
     restart();

@@ -4,7 +4,7 @@
 
 #include "app/diagnostics.h"
 #include "configpaths.h"
-#include "durablecopy.h"
+#include "durablefile.h"
 #include "textfile.h"
 
 #include <QFile>
@@ -100,11 +100,13 @@ QString LoggerConfigList::activityTable(const QString &path, bool withHeader)
 bool LoggerConfigList::restoreConfigFile(const QString &path)
 {
     const QString backup = backupConfigPath();
-    QFile::setPermissions(path, QFileDevice::ReadOther | QFileDevice::WriteOther);
-    QFile::remove(path);
-    QString error;
     // Whether it worked shows when the caller opens the file.
-    static_cast<void>(copyDurably(backup, path, &error));
+    if (QFile::exists(backup)) {
+        QString error;
+        static_cast<void>(replaceByCopy(backup, path, &error));
+    } else {
+        QFile::remove(path);
+    }
     logError(QStringLiteral("[LoggerConfigList:: Method : restoreConfigFile]") + path
              + QStringLiteral(" restored with : ") + backup);
     return true;

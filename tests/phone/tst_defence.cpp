@@ -12,10 +12,6 @@
 #include <QTest>
 
 #include <climits>
-#include <csignal>
-
-#include <sys/mount.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 
 namespace {
@@ -49,6 +45,18 @@ QByteArray onlyText(int count)
     return "Only " + QByteArray::number(count) + " lines in file : Defence.log \n";
 }
 
+/// The most memory that the service has had until now, in KiB (proc(5), VmHWM).
+qint64 peakMemory()
+{
+    const QByteArray pid = Phone::read(QStringLiteral("/run/phone/LoggerModule.pid")).trimmed();
+    const QByteArray status = Phone::read(QStringLiteral("/proc/") + QString::fromLatin1(pid)
+                                          + QStringLiteral("/status"));
+    const int start = status.indexOf("VmHWM:");
+    return start < 0
+        ? -1
+        : status.mid(start + 6, status.indexOf("kB", start) - start - 6).trimmed().toLongLong();
+}
+
 QString defence(int position, const QString &todo)
 {
     return Phone::text(QStringLiteral("defence"), {position, todo});
@@ -73,46 +81,6 @@ QByteArray numbered(int first, int last)
     }
     return lines;
 }
-
-/// A file system on /log that has an inode for its directory and for one file only. Where the
-/// kernel lets nobody mount one, nothing can be written to a file, which ends in the same answer.
-class OneFileDisk
-{
-public:
-    OneFileDisk()
-    {
-        m_mounted
-            = mount("small", QFile::encodeName(directory).constData(), "tmpfs", 0, "nr_inodes=2")
-            == 0;
-    }
-    ~OneFileDisk()
-    {
-        if (m_mounted) {
-            umount2(QFile::encodeName(directory).constData(), MNT_DETACH);
-        } else if (m_limited) {
-            setrlimit(RLIMIT_FSIZE, &m_savedLimit);
-        }
-    }
-    Q_DISABLE_COPY(OneFileDisk)
-
-    bool isMounted() const { return m_mounted; }
-    /// From here on.
-    void limit()
-    {
-        if (!m_mounted) {
-            static_cast<void>(signal(SIGXFSZ, SIG_IGN));
-            getrlimit(RLIMIT_FSIZE, &m_savedLimit);
-            const rlimit nothing = {0, m_savedLimit.rlim_max};
-            setrlimit(RLIMIT_FSIZE, &nothing);
-            m_limited = true;
-        }
-    }
-
-private:
-    bool m_mounted = false;
-    bool m_limited = false;
-    rlimit m_savedLimit = {};
-};
 
 } // namespace
 
@@ -139,10 +107,11 @@ private Q_SLOTS:
     void fileThatCannotBeOpened_data();
     void fileThatCannotBeOpened();
     void fileThatMayNotBeWritten();
-    void fileThatCannotBeOpenedAnew();
-    void logThatCannotBeReadIsKept();
-    void fullDiskIsNeverOk_data();
-    void fullDiskIsNeverOk();
+    void logOfSeveralGigabytes();
+    void answerFitsTheBus();
+    void fullDiskLosesNoLine_data();
+    void fullDiskLosesNoLine();
+    void openLogIsCutInPlace();
 
     void onlyDeletingReloads();
     void syslogWritesIntoTheNewFile();
@@ -257,7 +226,7 @@ void tst_Defence::answersAndLeaves_data()
     deletes("beyond the end, no final line feed", "one\ntwo", 3, 2, onlyText(2));
     deletes("empty lines", "one\n\n\ntwo\n", 2, 2, "one\n\n");
     deletes("blanks are kept", " one \n\t two  \nthree\n", 1, 1, " one \n\t two  \n");
-    deletes("line ends of another system", "one\r\ntwo\r\nthree\r\n", 1, 1, "one\ntwo\n");
+    deletes("line ends of another system", "one\r\ntwo\r\nthree\r\n", 1, 1, "one\r\ntwo\r\n");
     deletes("UTF-8", "\xef\xbb\xbf\xc3\xbc\n\xe2\x98\x8e\n\xf0\x9f\x93\x9e\n", 1, 1,
             "\xef\xbb\xbf\xc3\xbc\n\xe2\x98\x8e\n");
 
@@ -442,69 +411,100 @@ void tst_Defence::fileThatMayNotBeWritten()
     QCOMPARE(Phone::read(path), three);
 }
 
-void tst_Defence::fileThatCannotBeOpenedAnew()
+void tst_Defence::logOfSeveralGigabytes()
 {
-    OneFileDisk disk;
-    Phone::write(path, three);
-    // Keeps the file's inode in use when the name is gone.
-    QFile holder(path);
-    QVERIFY(holder.open(QIODevice::ReadOnly));
-    const LogCapture log;
-    TestableModule module;
-    disk.limit();
-    QCOMPARE(module.defence(1, QStringLiteral("delete")), notOpened);
-    QCOMPARE(log.errors(),
-             QStringList {QStringLiteral(
-                 "[Method : Defence()] -- impossible to open in read/write mode/log/Defence.log")});
-    QCOMPARE(Faults::state(path), disk.isMounted() ? QByteArray("<missing>") : QByteArray(""));
-    QVERIFY(!log.debugs().contains(reloaded));
-}
-
-void tst_Defence::logThatCannotBeReadIsKept()
-{
-    // Sparse, and more than can be read at once: it must not be taken for an empty log and cut.
-    const qint64 size = qint64(5) << 30;
+    // Sparse: a log that no memory holds. Its lines stand at the ends.
+    const qint64 hole = qint64(9) << 28;
+    writeLog("first\n");
     {
         QFile file(path);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        QVERIFY(file.resize(size));
+        QVERIFY(file.open(QIODevice::ReadWrite));
+        QVERIFY(file.seek(hole));
+        QVERIFY(file.write("\nlast but one\nlast\n") > 0);
     }
-    for (const QString &todo :
-         {QStringLiteral("size"), QStringLiteral("read"), QStringLiteral("delete")}) {
-        QCOMPARE(defence(1, todo), notOpened);
-        QCOMPARE(QFileInfo(path).size(), size);
-    }
-    QVERIFY(QFile::remove(path));
+    const qint64 memory = peakMemory();
+    QCOMPARE(defence(0, QStringLiteral("size")), sizeText(4));
+    QCOMPARE(defence(2, QStringLiteral("read")), QStringLiteral("last but one\nlast\n"));
+    QCOMPARE(defence(3, QStringLiteral("read")), QStringLiteral("last but one\nlast\n"));
+    QCOMPARE(defence(3, QStringLiteral("delete")), deletedText(3));
+    QVERIFY(peakMemory() - memory < 200 * 1024);
+    QCOMPARE(Phone::read(path), QByteArray("first\n"));
 }
 
-void tst_Defence::fullDiskIsNeverOk_data()
+void tst_Defence::answerFitsTheBus()
+{
+    const QByteArray line(1023, 'x');
+    QByteArray content;
+    for (int number = 0; number < 40 * 1024; ++number) {
+        content += line;
+        content += '\n';
+    }
+    writeLog(content);
+    const int limit = 16 * 1024 * 1024;
+    QCOMPARE(defence(0, QStringLiteral("size")), sizeText(40 * 1024));
+    const QString answer = defence(INT_MAX, QStringLiteral("read"));
+    QCOMPARE(answer.size(), limit);
+    QVERIFY(answer == QString::fromLatin1(content.right(limit)));
+
+    const LogCapture log;
+    TestableModule module;
+    QCOMPARE(module.defence(16 * 1024, QStringLiteral("read")).size(), limit);
+    QCOMPARE(log.texts(QVXLogger::Warning), QStringList());
+    QCOMPARE(module.defence(16 * 1024 + 1, QStringLiteral("read")).size(), limit);
+    QCOMPARE(log.texts(QVXLogger::Warning).size(), 1);
+    LogCapture::setLevel(3);
+    QCOMPARE(module.defence(16 * 1024 + 1, QStringLiteral("read")).size(), limit);
+    QCOMPARE(log.texts(QVXLogger::Warning).size(), 1);
+
+    // A NUL is answered as a character of three bytes.
+    writeLog("first\n" + QByteArray(limit / 2, '\0') + "\nlast\n");
+    QCOMPARE(defence(3, QStringLiteral("read")), QStringLiteral("last\n"));
+}
+
+void tst_Defence::fullDiskLosesNoLine_data()
 {
     QTest::addColumn<QByteArray>("content");
     QTest::addColumn<int>("position");
-    QTest::newRow("some") << numbered(1, 200) << 10;
-    QTest::newRow("none") << numbered(1, 200) << 0;
-    QTest::newRow("beyond the end of an empty file") << QByteArray("") << 1;
+    QTest::addColumn<QString>("answer");
+    QTest::addColumn<QByteArray>("left");
+    QTest::newRow("some lines") << numbered(1, 200) << 10 << deletedText(10) << numbered(1, 190);
+    QTest::newRow("no line") << numbered(1, 200) << 0 << deletedText(0) << numbered(1, 200);
+    QTest::newRow("all lines") << numbered(1, 200) << 200 << deletedText(200) << QByteArray("");
+    QTest::newRow("beyond the end") << numbered(1, 200) << 201 << deletedText(200) << onlyText(200);
+    QTest::newRow("beyond the end of an empty file")
+        << QByteArray("") << 1 << notOpened << QByteArray("");
 }
 
-void tst_Defence::fullDiskIsNeverOk()
+void tst_Defence::fullDiskLosesNoLine()
 {
     QFETCH(QByteArray, content);
     QFETCH(int, position);
-    QFile holder(path);
+    QFETCH(QString, answer);
     const LogCapture log;
     TestableModule module;
-    const Faults::SmallDisk disk(directory, 0, [&] {
-        Phone::write(path, content);
-        // Keeps the room of the file in use when its name is gone.
-        if (!holder.open(QIODevice::ReadOnly)) {
-            qFatal("cannot hold the file");
-        }
-    });
+    const HangUps syslog;
+    const Faults::SmallDisk disk(directory, 0, [&] { Phone::write(path, content); });
     QCOMPARE(module.defence(0, QStringLiteral("size")), sizeText(content.count('\n')));
-    QCOMPARE(module.defence(position, QStringLiteral("delete")), notOpened);
+    QCOMPARE(module.defence(position, QStringLiteral("delete")), answer);
+    QTEST(Faults::state(path), "left");
     QCOMPARE(log.errors(),
-             QStringList {QStringLiteral(
-                 "[Method : Defence()] -- impossible to open in read/write mode/log/Defence.log")});
+             answer == notOpened
+                 ? QStringList {QStringLiteral("[Method : Defence()] -- impossible to open in "
+                                               "read/write mode/log/Defence.log")}
+                 : QStringList());
+    // After a failure, too: a daemon that writes to a file without a name keeps its room.
+    QTRY_COMPARE(syslog.count(), 1);
+}
+
+void tst_Defence::openLogIsCutInPlace()
+{
+    writeLog(three);
+    QFile daemon(path);
+    QVERIFY(daemon.open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Unbuffered));
+    QCOMPARE(defence(2, QStringLiteral("delete")), deletedText(2));
+    // Who appends goes on behind what was kept, also before it opens the file anew.
+    QVERIFY(daemon.write("four\n") > 0);
+    QCOMPARE(Phone::read(path), QByteArray("one\nfour\n"));
 }
 
 void tst_Defence::onlyDeletingReloads()

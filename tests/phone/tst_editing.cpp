@@ -334,7 +334,7 @@ void tst_Editing::failureOfModifyIsReported_data()
            })
         << modifyError + Phone::liveConfig << QByteArray("<missing>")
         << QStringList {QStringLiteral("3 [restoreConfigFile] --") + Phone::backup
-                            + QStringLiteral("doesn't exist"),
+                            + QStringLiteral(" doesn't exist"),
                         isGone};
     // The reload that follows the restore finds a kill that breaks the file again.
     QTest::newRow("still unreadable after the restore")
@@ -346,14 +346,13 @@ void tst_Editing::failureOfModifyIsReported_data()
         << QStringList {restored, reloaded,
                         QStringLiteral("3 [Method :modify()] -- access to : %1.conf not possible")
                             .arg(Phone::liveConfig)};
-    QTest::newRow("copy fails, and so does the restore")
+    QTest::newRow("temporary file disappears before the copy")
         << Step([] { QVXLogger::syslogExecutablePath = Faults::fake(QStringLiteral("consume/")); })
-        << modifyError << QByteArray("<missing>")
+        << modifyError << QByteArray("<backup>")
         << QStringList {checked,
                         QStringLiteral("3 [Method : writeToFile()] -- copy file : %1failed")
                             .arg(Phone::liveConfig),
-                        notUpToDate,
-                        QStringLiteral("7 [restoreConfigFile] -- ") + Phone::liveConfig};
+                        notUpToDate, restored, reloaded};
     QTest::newRow("temporary file cannot be written")
         << Step([] { Faults::makeDirectory(Phone::temporary); }) << modifyError
         << QByteArray("<backup>")
@@ -567,7 +566,7 @@ void tst_Editing::failureOfInitializeLevelDestinationIsReported_data()
         << true << noBlank << QByteArray("<missing>")
         << QStringList {problem,
                         QStringLiteral("3 [restoreConfigFile] --") + Phone::backup
-                            + QStringLiteral("doesn't exist")};
+                            + QStringLiteral(" doesn't exist")};
 }
 
 void tst_Editing::failureOfInitializeLevelDestinationIsReported()

@@ -85,26 +85,27 @@ private slots:
     void hostileNameReachesNoFile_data();
     void hostileNameReachesNoFile();
 
-    void readingConsumesTheFile_data();
-    void readingConsumesTheFile();
+    void readingRemovesAnInvalidFileOnly_data();
+    void readingRemovesAnInvalidFileOnly();
     void readingWithoutAFileSaysSo();
     void readingWithoutAccessSaysSo();
 
     void updateChangesOneField_data();
     void updateChangesOneField();
+    void linkToAFileIsReadAndReplaced();
     void updateOfAnInvalidFileRemovesIt_data();
     void updateOfAnInvalidFileRemovesIt();
     void updateOfAMissingFileFails();
     void updateWithoutAccessRestoresTheFile();
-    void updateOnAFullDiskLeavesNoFile();
+    void updateOnAFullDiskKeepsTheOldFile();
     void levelIsWrittenThroughTheUpdate();
 
     void restoreWritesThePredefinedContent_data();
     void restoreWritesThePredefinedContent();
     void levelOfARestoredFileCannotBeUpdated();
     void restoreOfAMissingFileCreatesNothing();
-    void restoreThatCannotRemoveKeepsTheFile();
-    void restoreOnAFullDiskFails();
+    void restoreThatCannotWriteKeepsTheFile();
+    void restoreOnAFullDiskKeepsTheFile();
 
 private:
     std::unique_ptr<HangUps> m_noReload; ///< the daemon has no part in this
@@ -247,7 +248,7 @@ void tst_FacilityFiles::nameOfNobodyIsNotFound_data()
         << QStringLiteral("tested") << QStringLiteral("application directory");
     QTest::newRow("directory in place of the file")
         << QStringLiteral("tested") << QStringLiteral("file directory");
-    QTest::newRow("link in place of the file")
+    QTest::newRow("dangling link in place of the file")
         << QStringLiteral("tested") << QStringLiteral("file link");
 }
 
@@ -262,7 +263,7 @@ void tst_FacilityFiles::nameOfNobodyIsNotFound()
     } else if (kind == QStringLiteral("file directory")) {
         Faults::makeDirectory(path);
     } else if (kind == QStringLiteral("file link")) {
-        QVERIFY(QFile::link(Phone::facilityFile(facility), path));
+        QVERIFY(QFile::link(QStringLiteral("/data/nowhere"), path));
     }
     const QString answer = QStringLiteral("No config file for facility : ") + name;
     const QStringList lines {
@@ -358,7 +359,7 @@ void tst_FacilityFiles::hostileNameReachesNoFile()
     }
 }
 
-void tst_FacilityFiles::readingConsumesTheFile_data()
+void tst_FacilityFiles::readingRemovesAnInvalidFileOnly_data()
 {
     QTest::addColumn<QByteArray>("content");
     QTest::addColumn<QStringList>("lines");
@@ -377,7 +378,7 @@ void tst_FacilityFiles::readingConsumesTheFile_data()
     QTest::newRow("UTF-8") << QByteArray("größe ☎\n") << QStringList {QString::fromUtf8("größe ☎")};
 }
 
-void tst_FacilityFiles::readingConsumesTheFile()
+void tst_FacilityFiles::readingRemovesAnInvalidFileOnly()
 {
     QFETCH(QByteArray, content);
     QFETCH(QStringList, lines);
@@ -386,7 +387,8 @@ void tst_FacilityFiles::readingConsumesTheFile()
 
     QCOMPARE(m_module.readFacilityFile(facility), lines);
 
-    QVERIFY(!QFile::exists(Phone::facilityFile(facility)));
+    QCOMPARE(Faults::state(Phone::facilityFile(facility)),
+             content == good ? good : QByteArray("<missing>"));
     QCOMPARE(Faults::logged(log), QStringList());
 }
 
@@ -472,6 +474,23 @@ void tst_FacilityFiles::updateChangesOneField()
     QCOMPARE(Phone::read(Phone::facilityFile(facility)), after);
     QCOMPARE(Faults::mode(Phone::facilityFile(facility)), 0644);
     QCOMPARE(Faults::logged(log), QStringList());
+}
+
+void tst_FacilityFiles::linkToAFileIsReadAndReplaced()
+{
+    const QString path = Phone::facilityFile(facility);
+    const QString elsewhere = QStringLiteral("/data/elsewhere.conf");
+    Phone::write(elsewhere, good);
+    QVERIFY(QFile::remove(path));
+    QVERIFY(QFile::link(elsewhere, path));
+
+    QCOMPARE(m_module.searchFacility(facility), QStringLiteral("OK"));
+    QCOMPARE(m_module.writeFacilitylevel(facility, 7), QStringLiteral("OK"));
+
+    QVERIFY(!QFileInfo(path).isSymLink());
+    QCOMPARE(Phone::read(path), QByteArray(good).replace(0, 1, "7"));
+    QCOMPARE(Phone::read(elsewhere), good);
+    Faults::removeAll(elsewhere);
 }
 
 void tst_FacilityFiles::updateOfAnInvalidFileRemovesIt_data()
@@ -586,7 +605,7 @@ void tst_FacilityFiles::updateWithoutAccessRestoresTheFile()
                                           "Facility : sipmmi")}));
 }
 
-void tst_FacilityFiles::updateOnAFullDiskLeavesNoFile()
+void tst_FacilityFiles::updateOnAFullDiskKeepsTheOldFile()
 {
     const QString path = smallDisk + QStringLiteral("/sipmmi.conf");
     const QString notWritable = QStringLiteral("Impossible to read in Read/Write mode : sipmmi");
@@ -595,18 +614,13 @@ void tst_FacilityFiles::updateOnAFullDiskLeavesNoFile()
     QByteArray left;
     const LogCapture log;
     {
-        const Faults::SmallDisk disk(smallDisk, 0, [&path] {
-            Phone::write(path, good);
-            // Another name for the file: its removal makes no room.
-            ::link(QFile::encodeName(path).constData(),
-                   QFile::encodeName(path + QStringLiteral(".hard")).constData());
-        });
+        const Faults::SmallDisk disk(smallDisk, 0, [&path] { Phone::write(path, good); });
         answer = m_module.updateFacilityFile(QStringLiteral("none"), facility,
                                              QStringLiteral("level"), 7);
         left = Faults::state(path);
     }
     QCOMPARE(answer, notWritable);
-    QCOMPARE(left, QByteArray("<missing>"));
+    QCOMPARE(left, good);
     QCOMPARE(Faults::logged(log), QStringList {QStringLiteral("3 ") + notWritable});
 }
 
@@ -677,11 +691,10 @@ void tst_FacilityFiles::restoreOfAMissingFileCreatesNothing()
     }
 }
 
-void tst_FacilityFiles::restoreThatCannotRemoveKeepsTheFile()
+void tst_FacilityFiles::restoreThatCannotWriteKeepsTheFile()
 {
     Faults::setMode(m_directory, 0555);
-    const QString denied = QStringLiteral("Permission denied");
-    const QStringList lines {QStringLiteral("7 remove() result ") + denied};
+    const QStringList lines {QStringLiteral("3 Permission denied -- config file : sipmmi")};
     for (const int level : {7, 6}) {
         Faults::setMode(Phone::facilityFile(facility), 0644);
         const LogCapture log;
@@ -691,14 +704,14 @@ void tst_FacilityFiles::restoreThatCannotRemoveKeepsTheFile()
             const Faults::WithoutOverride noOverride;
             answer = m_module.restoreFacilityFile(facility);
         }
-        QCOMPARE(answer, denied);
+        QCOMPARE(answer, QStringLiteral("Can not create a new facility config file !"));
         QCOMPARE(Phone::read(Phone::facilityFile(facility)), good);
-        QCOMPARE(Faults::mode(Phone::facilityFile(facility)), 0006);
+        QCOMPARE(Faults::mode(Phone::facilityFile(facility)), 0644);
         QCOMPARE(Faults::logged(log), Faults::writtenAt(level, lines));
     }
 }
 
-void tst_FacilityFiles::restoreOnAFullDiskFails()
+void tst_FacilityFiles::restoreOnAFullDiskKeepsTheFile()
 {
     const QString path = smallDisk + QStringLiteral("/sipmmi.conf");
     QVXLogger::facilityConfigFilesPath = smallDisk + QLatin1Char('/');
@@ -707,17 +720,13 @@ void tst_FacilityFiles::restoreOnAFullDiskFails()
     QByteArray left;
     const LogCapture log;
     {
-        const Faults::SmallDisk disk(smallDisk, 0, [&path] {
-            Phone::write(path, good);
-            ::link(QFile::encodeName(path).constData(),
-                   QFile::encodeName(path + QStringLiteral(".hard")).constData());
-        });
+        const Faults::SmallDisk disk(smallDisk, 0, [&path] { Phone::write(path, good); });
         error = disk.error();
         answer = m_module.restoreFacilityFile(facility);
         left = Faults::state(path);
     }
     QCOMPARE(answer, QStringLiteral("Can not create a new facility config file !"));
-    QCOMPARE(left, QByteArray("<missing>"));
+    QCOMPARE(left, good);
     QCOMPARE(
         Faults::logged(log),
         QStringList {QStringLiteral("3 ") + error + QStringLiteral(" -- config file : sipmmi")});

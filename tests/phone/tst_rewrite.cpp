@@ -75,7 +75,8 @@ private slots:
     void failureLeavesTheFilesAsPromised_data();
     void failureLeavesTheFilesAsPromised();
     void textCutShortByAFullDiskIsRefusedAlthoughValid();
-    void failedCopyLeavesNoLiveFileAndNoRestoreBringsItBack();
+    void failedCopyKeepsTheLiveFile();
+    void noRoomForACopyIsNoObstacle();
 
     void checkTakesTheWordOfSyslog_data();
     void checkTakesTheWordOfSyslog();
@@ -309,14 +310,14 @@ void tst_Rewrite::failureLeavesTheFilesAsPromised_data()
     QTest::newRow("live path is a directory")
         << valid << phones << Step([] { Faults::makeDirectory(Phone::liveConfig); })
         << QByteArray("<directory>") << newText << liveNotRemoved;
-    QTest::newRow("live file cannot be removed from its directory")
+    QTest::newRow("nothing can be written beside the live file")
         << valid << phones << Step([] { Faults::setMode(liveDirectory, 0555); }) << unchanged
-        << newText << liveNotRemoved;
+        << newText << notCopied;
     QTest::newRow("live file is missing")
         << valid << phones << Step([] { QFile::remove(Phone::liveConfig); })
         << QByteArray("<missing>") << newText << liveNotRemoved;
     QTest::newRow("temporary file disappears before the copy")
-        << valid << Faults::fake(QStringLiteral("consume/")) << nothing << QByteArray("<missing>")
+        << valid << Faults::fake(QStringLiteral("consume/")) << nothing << unchanged
         << QByteArray("<missing>") << notCopied;
 }
 
@@ -382,9 +383,11 @@ void tst_Rewrite::textCutShortByAFullDiskIsRefusedAlthoughValid()
     QVERIFY(m_module.checkTemporaryConfig());
 }
 
-void tst_Rewrite::failedCopyLeavesNoLiveFileAndNoRestoreBringsItBack()
+void tst_Rewrite::failedCopyKeepsTheLiveFile()
 {
+    const QByteArray oldLive = Phone::read(Phone::liveConfig);
     const QByteArray oldBackup = Phone::read(Phone::backup);
+    const QStringList before = entries(liveDirectory);
     rlimit saved = {};
     getrlimit(RLIMIT_FSIZE, &saved);
     static_cast<void>(signal(SIGXFSZ, SIG_IGN));
@@ -406,19 +409,57 @@ void tst_Rewrite::failedCopyLeavesNoLiveFileAndNoRestoreBringsItBack()
     QCOMPARE(limited.rlim_cur, rlim_t {64});
     QVERIFY(!written);
     QVERIFY(!restored);
-    QCOMPARE(lines,
+    QCOMPARE(lines.mid(0, 2),
              (QStringList {checked,
                            QStringLiteral("3 [Method : writeToFile()] -- copy file : %1failed")
-                               .arg(Phone::liveConfig),
-                           QStringLiteral("7 [restoreConfigFile] -- ") + Phone::liveConfig}));
-    QCOMPARE(Faults::state(Phone::liveConfig), QByteArray("<missing>"));
+                               .arg(Phone::liveConfig)}));
+    QCOMPARE(lines.size(), 3);
+    QVERIFY(lines.at(2).startsWith(QStringLiteral("7 [restoreConfigFile] copy() result ")));
+    QCOMPARE(Faults::state(Phone::liveConfig), oldLive);
     QCOMPARE(Faults::state(Phone::temporary), validText().toUtf8());
     QCOMPARE(Faults::state(Phone::backup), oldBackup);
-    QCOMPARE(entries(liveDirectory), QStringList {QStringLiteral("facility")});
+    QCOMPARE(entries(liveDirectory), before);
+}
 
-    // Room or no room: it only ever replaces an existing file.
-    QVERIFY(!m_module.restoreConfigFile(Phone::liveConfig));
-    QCOMPARE(Faults::state(Phone::liveConfig), QByteArray("<missing>"));
+// The live file and the temporary one fit on the disk, a second copy beside them does not.
+void tst_Rewrite::noRoomForACopyIsNoObstacle()
+{
+    const QByteArray oldText = predefined();
+    const QString newText = validText();
+    const QString live = smallDisk + QStringLiteral("/logappli.conf");
+    const QString backup = smallDisk + QStringLiteral("/logappli.conf.sav");
+    const QString temporary = smallDisk + QStringLiteral("/logappli.conf.tmp");
+    const auto links = [](const QString &path) {
+        struct stat status = {};
+        stat(QFile::encodeName(path).constData(), &status);
+        return status.st_nlink;
+    };
+    QVXLogger::syslogWorkingDirectory = smallDisk + QLatin1Char('/');
+    const HangUps hangUps;
+    bool written = false;
+    bool restored = false;
+    {
+        const Faults::SmallDisk disk(smallDisk, 4096, [&] {
+            Phone::write(live, oldText);
+            Phone::write(backup, oldText);
+        });
+        QVERIFY(oldText.size() < 4096);
+        QVERIFY2(disk.isMounted(), "This test needs the right to mount a file system");
+        written = m_module.writeToFile(newText, live);
+        QCOMPARE(Faults::state(live), newText.toUtf8());
+        QCOMPARE(Faults::state(temporary), newText.toUtf8());
+        // A change of one of them must not change the other.
+        QCOMPARE(links(live), nlink_t(1));
+        QCOMPARE(links(temporary), nlink_t(1));
+
+        restored = m_module.restoreConfigFile(live);
+        QCOMPARE(Faults::state(live), oldText);
+        QCOMPARE(Faults::state(backup), oldText);
+        QCOMPARE(links(live), nlink_t(1));
+        QCOMPARE(links(backup), nlink_t(1));
+    }
+    QVERIFY(written);
+    QVERIFY(restored);
 }
 
 void tst_Rewrite::checkTakesTheWordOfSyslog_data()
@@ -534,22 +575,26 @@ void tst_Rewrite::failedRestoreStopsAtItsStep_data()
         << Phone::liveConfig << Step([] { Faults::makeDirectory(Phone::liveConfig); })
         << QByteArray("<directory>") << good
         << QStringLiteral("7 [restoreConfigFile] remove() result ") + qt_error_string(EISDIR);
-    QTest::newRow("live file cannot be removed from its directory")
+    QTest::newRow("nothing can be written beside the live file")
         << Phone::liveConfig << Step([] { Faults::setMode(liveDirectory, 0555); }) << unchanged
-        << good
-        << QStringLiteral("7 [restoreConfigFile] remove() result ") + qt_error_string(EACCES);
+        << good << QStringLiteral("7 [restoreConfigFile] copy() result *");
+    QTest::newRow("backup is missing and the live path a directory")
+        << Phone::liveConfig << Step([] {
+               Faults::makeDirectory(Phone::liveConfig);
+               QFile::remove(Phone::backup);
+           })
+        << QByteArray("<directory>") << QByteArray("<missing>")
+        << QStringLiteral("7 [restoreConfigFile] remove() result *");
     QTest::newRow("backup is missing")
         << Phone::liveConfig << Step([] { QFile::remove(Phone::backup); })
         << QByteArray("<missing>") << QByteArray("<missing>")
-        << QStringLiteral("3 [restoreConfigFile] --%1doesn't exist").arg(Phone::backup);
+        << QStringLiteral("3 [restoreConfigFile] --%1 doesn't exist").arg(Phone::backup);
     // The error's text is whatever the library says, so only what is before it is fixed.
     QTest::newRow("backup is a directory")
-        << Phone::liveConfig << Step([] { Faults::makeDirectory(Phone::backup); })
-        << QByteArray("<missing>") << QByteArray("<directory>")
-        << QStringLiteral("7 [restoreConfigFile] copy() result *");
+        << Phone::liveConfig << Step([] { Faults::makeDirectory(Phone::backup); }) << unchanged
+        << QByteArray("<directory>") << QStringLiteral("7 [restoreConfigFile] copy() result *");
     QTest::newRow("backup cannot be read")
-        << Phone::liveConfig << Step([] { Faults::setMode(Phone::backup, 0); })
-        << QByteArray("<missing>") << good
+        << Phone::liveConfig << Step([] { Faults::setMode(Phone::backup, 0); }) << unchanged << good
         << QStringLiteral("7 [restoreConfigFile] copy() result *");
 }
 
@@ -568,6 +613,7 @@ void tst_Rewrite::failedRestoreStopsAtItsStep()
         Phone::write(Phone::temporary, "temporary\n");
         prepare();
         const QByteArray oldLive = Faults::state(path);
+        const int oldMode = Faults::mode(path);
         const HangUps hangUps;
         const LogCapture log;
         LogCapture::setLevel(level);
@@ -580,6 +626,7 @@ void tst_Rewrite::failedRestoreStopsAtItsStep()
 
         QVERIFY(!restored);
         QCOMPARE(Faults::state(path), live.isEmpty() ? oldLive : live);
+        QCOMPARE(Faults::mode(path), Faults::state(path) == oldLive ? oldMode : -1);
         QCOMPARE(Faults::state(Phone::backup), backup);
         QCOMPARE(Faults::state(Phone::temporary), QByteArray("temporary\n"));
         QCOMPARE(hangUps.count(), 0);

@@ -171,6 +171,8 @@ public:
     }
     Q_DISABLE_COPY(SmallDisk)
 
+    /// Whether it is a file system, and not only a limit for files.
+    bool isMounted() const { return m_mounted; }
     /// What the system says to one who writes too much.
     QString error() const { return qt_error_string(m_mounted ? ENOSPC : EFBIG); }
 

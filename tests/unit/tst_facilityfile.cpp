@@ -461,7 +461,7 @@ void TestFacilityFile::otherEntriesAreNoFacilityFile()
 
     QVERIFY(facilityFileExists(QStringLiteral("real")));
     QVERIFY(!facilityFileExists(QStringLiteral("directory")));
-    QVERIFY(!facilityFileExists(QStringLiteral("link")));
+    QVERIFY(facilityFileExists(QStringLiteral("link")));
     QVERIFY(!facilityFileExists(QStringLiteral("linkToDirectory")));
     QVERIFY(!facilityFileExists(QStringLiteral("dangling")));
     QVERIFY(!facilityFileExists(QStringLiteral("plain")));
