@@ -3,9 +3,11 @@
 #include "diagnostics.h"
 #include "levels/configurationorder.h"
 #include "loggermodule.h"
+#include "syslogconf/durablefile.h"
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 
 #include <sys/stat.h>
 
@@ -13,9 +15,11 @@ namespace {
 
 constexpr mode_t logDirectoryMode = 0755;
 
+const QString markerDirectory
+    = QStringLiteral("/data/QVXApplication/LoggerModule/syslog/sip/facility/");
+
 /// Asks for one reset of all levels at the next start. The doubled slash has always been there.
-const QString markerPath = QStringLiteral("/data/QVXApplication/LoggerModule/syslog/sip/facility/")
-    + QStringLiteral("/resetLogLevel");
+const QString markerPath = markerDirectory + QStringLiteral("/resetLogLevel");
 
 bool createLogDirectory(const QString &path)
 {
@@ -36,10 +40,12 @@ bool LoggerModule::initialize()
 {
     initLogServerStruct();
     createLogDirectories();
-    if (QFile::exists(markerPath)) {
+    // A directory of that name could not be removed, and would reset the levels at every start.
+    if (QFileInfo(markerPath).isFile()) {
         logDebug(QStringLiteral("resetLogLevel file present, reinitialisation of all log level"));
         // First of all, so that a reset that fails is not tried for ever.
         QFile::remove(markerPath);
+        syncDirectory(markerDirectory);
         level(QStringLiteral("all"), QStringLiteral("init"), true);
     }
     return true;
@@ -81,5 +87,6 @@ bool LoggerModule::deleteFacilityConfigFiles()
         // facility files are made anew by the set-up script in any case.
         QFile::remove(name);
     }
+    syncDirectory(QDir::currentPath());
     return !names.isEmpty();
 }
