@@ -5,6 +5,7 @@
 #include "support/input.h"
 #include "support/property.h"
 #include "support/reference.h"
+#include "syslogconf/predefineddestination.h"
 #include "syslogconf/textfile.h"
 
 #include <array>
@@ -47,6 +48,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     const QString protocol = decodeText(Fuzz::takeLine(rest));
     const QString server = decodeText(Fuzz::takeLine(rest));
     checkDestination(networkDestination(protocol, server, decodeText(rest)));
-    checkDestination(predefinedRedirection(protocol));
+    checkDestination(predefinedDestination(protocol, DefenceLog::OfAnyDefence));
+    checkDestination(predefinedDestination(protocol, DefenceLog::OfDefenceAlone));
     return 0;
 }

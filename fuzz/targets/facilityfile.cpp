@@ -2,11 +2,11 @@
 // and back. The input: a line with a facility's name, then the file.
 // SPDX-License-Identifier: MIT
 #include "levels/facilityfile.h"
-#include "destinations/destinationsyntax.h"
 #include "levels/levelvocabulary.h"
 #include "support/input.h"
 #include "support/property.h"
 #include "support/reference.h"
+#include "syslogconf/predefineddestination.h"
 #include "syslogconf/textfile.h"
 
 #include <QVX/qvxlogger.h>
@@ -49,7 +49,7 @@ void checkPredefined(const QString &name)
     QString error;
     FUZZ_REQUIRE(hasFacilitySignature(lines));
     FUZZ_REQUIRE(!checkFacilityFile(lines, name, &error));
-    FUZZ_REQUIRE(lines.at(2) == predefinedRedirection(name));
+    FUZZ_REQUIRE(lines.at(2) == predefinedDestination(name, DefenceLog::OfDefenceAlone));
 }
 
 void checkUpdate(QStringList lines, const QString &name)

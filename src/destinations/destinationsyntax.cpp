@@ -99,11 +99,3 @@ QString networkDestination(const QString &protocol, const QString &address, cons
     return protocol + QStringLiteral("(\"") + address + QStringLiteral("\" port(") + port
         + QStringLiteral("))");
 }
-
-QString predefinedRedirection(const QString &activity)
-{
-    if (activity == QLatin1String("defence")) {
-        return QStringLiteral("file(\"/log/Defence.log\")");
-    }
-    return QStringLiteral("file(\"/var/log/") + activity + QStringLiteral(".log\")");
-}

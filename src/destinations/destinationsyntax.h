@@ -32,6 +32,3 @@ QString driverExpression(const QString &destination);
 
 /// The expression of a remote server, for instance `udp("10.1.2.3" port(514))`.
 QString networkDestination(const QString &protocol, const QString &address, const QString &port);
-
-/// The log file that @p activity writes to unless it was redirected, as an expression.
-QString predefinedRedirection(const QString &activity);

@@ -8,6 +8,7 @@
 #include "syslogconf/configpaths.h"
 #include "syslogconf/lineedit.h"
 #include "syslogconf/loggerconfiglist.h"
+#include "syslogconf/predefineddestination.h"
 
 namespace {
 
@@ -208,7 +209,9 @@ QString LoggerModule::setAllFacilityRedirections(const QString &destination, con
     for (const ActivityLevelEntry &entry : activities) {
         const QString &activity = entry.facility;
         logDebug(QStringLiteral("Configuration file to change : ") + activity);
-        const QString redirection = toPredefined ? predefinedRedirection(activity) : destination;
+        const QString redirection = toPredefined
+            ? predefinedDestination(activity, DefenceLog::OfDefenceAlone)
+            : destination;
         if (prepareFacilityUpdate(redirection, activity, QStringLiteral("redirection"),
                                   ignoredLevel, &updates)
             != QLatin1String("OK")) {

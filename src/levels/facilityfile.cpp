@@ -3,6 +3,7 @@
 #include "facilityfile.h"
 
 #include "levelvocabulary.h"
+#include "syslogconf/predefineddestination.h"
 
 #include <QVX/qvxlogger.h>
 
@@ -95,10 +96,8 @@ bool checkFacilityFile(const QStringList &lines, const QString &facility, QStrin
 
 QStringList predefinedFacilityLines(const QString &facility)
 {
-    const QString redirection = facility == QLatin1String("defence")
-        ? QStringLiteral("file(\"/log/Defence.log\")")
-        : QStringLiteral("file(\"/var/log/") + facility + QStringLiteral(".log\")");
-    return {QStringLiteral("3"), QStringLiteral("facility"), redirection, signature};
+    return {QStringLiteral("3"), QStringLiteral("facility"),
+            predefinedDestination(facility, DefenceLog::OfDefenceAlone), signature};
 }
 
 QString facilityFileText(const QStringList &lines)

@@ -5,6 +5,7 @@
 #include "app/loggermodule.h"
 #include "lineedit.h"
 #include "loggerconfiglist.h"
+#include "predefineddestination.h"
 #include "textfile.h"
 
 #include <QFile>
@@ -36,16 +37,6 @@ QString editedText(const QStringList &lines, ConfigLineEdit edit)
     return text;
 }
 
-/// Any name with "defence" in it shares the flash log here, while a facility file goes by the whole
-/// name: see predefinedFacilityLines().
-QString predefinedDestination(const QString &activity)
-{
-    if (activity.contains(QLatin1String("defence"))) {
-        return QStringLiteral("file(\"/log/Defence.log\")");
-    }
-    return QStringLiteral("file(\"/var/log/") + activity + QStringLiteral(".log\")");
-}
-
 /// The whole text with every listed activity on its predefined destination. The list comes from the
 /// same lines, so one pass does; an activity without a block stops it.
 /// @param blockOpen set to whether the last block that was found had no destination line
@@ -64,7 +55,7 @@ QString textWithPredefinedDestinations(const QStringList &lines,
             ConfigLineEdit edit;
             edit.line = line;
             edit.key = QStringLiteral("destination d_") + activity + QStringLiteral(" {");
-            edit.destination = predefinedDestination(activity);
+            edit.destination = predefinedDestination(activity, DefenceLog::OfAnyDefence);
             if (rewriteLine(edit, text)) {
                 *blockOpen = false;
                 ++index;

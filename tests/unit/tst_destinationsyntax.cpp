@@ -65,8 +65,6 @@ private slots:
     void driver();
     void networkDestinationIsJoined_data();
     void networkDestinationIsJoined();
-    void predefined_data();
-    void predefined();
     void remoteDestination_data();
     void remoteDestination();
     void remoteDestinationIsLoggedAtDebugLevelOnly();
@@ -534,32 +532,6 @@ void TestDestinationSyntax::networkDestinationIsJoined()
     QFETCH(QString, address);
     QFETCH(QString, port);
     QTEST(networkDestination(protocol, address, port), "destination");
-}
-
-void TestDestinationSyntax::predefined_data()
-{
-    QTest::addColumn<QString>("activity");
-    QTest::addColumn<QString>("redirection");
-
-    const auto row = [](const char *activity, const char *redirection) {
-        QTest::newRow(*activity == '\0' ? "empty" : activity)
-            << QString::fromLatin1(activity) << QString::fromLatin1(redirection);
-    };
-    row("defence", "file(\"/log/Defence.log\")");
-    row("qvxsipua", "file(\"/var/log/qvxsipua.log\")");
-    row("WebApp", "file(\"/var/log/WebApp.log\")");
-    // It is the whole name, in small letters.
-    row("Defence", "file(\"/var/log/Defence.log\")");
-    row("mydefence", "file(\"/var/log/mydefence.log\")");
-    row("defence2", "file(\"/var/log/defence2.log\")");
-    row("", "file(\"/var/log/.log\")");
-    row("x.log", "file(\"/var/log/x.log.log\")");
-}
-
-void TestDestinationSyntax::predefined()
-{
-    QFETCH(QString, activity);
-    QTEST(predefinedRedirection(activity), "redirection");
 }
 
 void TestDestinationSyntax::remoteDestination_data()
