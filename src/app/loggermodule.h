@@ -329,6 +329,14 @@ protected:
      *         not create a new facility config file !"
      */
     QString restoreFacilityFile(const QString &facility);
+
+    /// Removes the marker file "resetLogLevel", which asks for one reset of all levels at the next
+    /// start. @return whether it was there
+    bool takeResetMarker();
+
+    /// Removes the files of the working directory that are called like the facility files.
+    /// @return whether there are facility files
+    bool deleteFacilityConfigFiles();
     ///@}
 
     /** @name Levels of all activities (levels/) */
@@ -384,9 +392,6 @@ protected:
     /// Creates /var/log/ and /log/flash/ when they are missing. @return whether both are there
     bool createLogDirectories();
 
-    /// Removes the files of the working directory that are called like the facility files.
-    /// @return whether there are facility files
-    bool deleteFacilityConfigFiles();
     ///@}
 
 private:

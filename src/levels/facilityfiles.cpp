@@ -1,4 +1,4 @@
-// Finds, reads, updates and repairs the facility level files.
+// Finds, reads, updates and repairs the facility level files, and what stands beside them.
 // SPDX-License-Identifier: MIT
 #include "app/diagnostics.h"
 #include "app/loggermodule.h"
@@ -6,7 +6,9 @@
 #include "syslogconf/durablefile.h"
 #include "syslogconf/textfile.h"
 
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 
 #include <cerrno>
 
@@ -15,6 +17,11 @@ namespace {
 /// Where the phone's applications have their own files, named after the facility.
 const QString libraryDirectory = QStringLiteral("/usr/lib/QVXApplication/");
 const QString programDirectory = QStringLiteral("/usr/bin/QVXApplication/");
+
+/// Asks for one reset of all levels at the next start. The doubled slash has always been there.
+const QString resetMarkerPath
+    = QStringLiteral("/data/QVXApplication/LoggerModule/syslog/sip/facility/")
+    + QStringLiteral("/resetLogLevel");
 
 QString searchText(const QString &facility, const QString &directory)
 {
@@ -166,4 +173,32 @@ QString LoggerModule::restoreFacilityFile(const QString &facility)
         break;
     }
     return QStringLiteral("sylog-ng config file restored");
+}
+
+bool LoggerModule::takeResetMarker()
+{
+    // A directory of that name could not be removed, and would reset the levels at every start.
+    if (!QFileInfo(resetMarkerPath).isFile()) {
+        return false;
+    }
+    logDebug(QStringLiteral("resetLogLevel file present, reinitialisation of all log level"));
+    // First of all, so that a reset that fails is not tried for ever.
+    QFile::remove(resetMarkerPath);
+    syncDirectory(QFileInfo(resetMarkerPath).path());
+    return true;
+}
+
+bool LoggerModule::deleteFacilityConfigFiles()
+{
+    QDir directory = QDir::current();
+    directory.cd(QVXLogger::facilityConfigFilesPath); // else the current directory is listed
+    const QStringList names = directory.entryList({QStringLiteral("*.conf")});
+    for (const QString &name : names) {
+        logDebug(QStringLiteral("Configuration file to remove : ") + name);
+        // By its bare name, so in the process's working directory: long established, and the
+        // facility files are made anew by the set-up script in any case.
+        QFile::remove(name);
+    }
+    syncDirectory(QDir::currentPath());
+    return !names.isEmpty();
 }
