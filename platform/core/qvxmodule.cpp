@@ -14,6 +14,7 @@
 namespace {
 
 constexpr int remoteCallTimeout = 5000; // ms
+constexpr int busTimeout = 5000; // ms; a bus that lives answers in less than one
 
 const QString callInterface = QStringLiteral("com.corvane.Quorvix.QVXInterface");
 const QString eventInterface = QStringLiteral("com.corvane.Quorvix.QVXEvent");
@@ -105,7 +106,16 @@ bool QVXModule::notifyEvent(const QVXEvent &event) const
     QDBusMessage signal
         = QDBusMessage::createSignal(objectPath(objectName()), eventInterface, event.name());
     signal << event.arguments();
-    return d->connection->send(signal);
+    if (!d->connection->send(signal)) {
+        return false;
+    }
+    // So far it is queued for the bus library's own thread. The bus takes the messages of a
+    // connection in order, so its answer to a question behind the signal says that it has both.
+    const QDBusMessage question = QDBusMessage::createMethodCall(
+        QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
+        QStringLiteral("org.freedesktop.DBus"), QStringLiteral("GetId"));
+    return d->connection->call(question, QDBus::Block, busTimeout).type()
+        == QDBusMessage::ReplyMessage;
 }
 
 QDBusMessage QVXModule::syncRemoteCall(const QString &module, const QString &method,

@@ -49,9 +49,12 @@ public:
     /**
      * Announces @p event to the other modules: a D-Bus signal of the interface
      * `com.corvane.Quorvix.QVXEvent` from the module's path, its member the event's name, with one
-     * argument `a{sv}`. Callable from any thread; before the module has reached the bus it does
+     * argument `a{sv}`. It returns when the bus has the signal, so that what the caller does next
+     * comes after the event; for that it asks the bus, and blocks for at most 5 s. No event is
+     * processed meanwhile. Callable from any thread; before the module has reached the bus it does
      * nothing.
-     * @return whether the signal was handed to the bus
+     * @return whether the bus has the signal; false also when the bus did not answer in time, and
+     *         may get it later
      */
     bool notifyEvent(const QVXEvent &event) const;
 
