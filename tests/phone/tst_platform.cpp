@@ -2,6 +2,7 @@
 // remote calls, exceptions, logging, and an orderly end.
 // SPDX-License-Identifier: MIT
 #include "support/phone.h"
+#include "support/probe.h"
 
 #include <QDBusArgument>
 #include <QDBusConnection>
@@ -16,83 +17,6 @@
 #include <memory>
 
 namespace {
-
-/// A running probe module.
-class Probe
-{
-public:
-    explicit Probe(const QStringList &words = {QStringLiteral("Probe")},
-                   const QProcessEnvironment &environment
-                   = QProcessEnvironment::systemEnvironment())
-        : m_name(words.first())
-    {
-        m_process.setProcessEnvironment(environment);
-        m_process.start(QStringLiteral(PROBE_PROGRAM), words);
-        if (!m_process.waitForStarted()) {
-            qFatal("cannot start the probe module");
-        }
-    }
-    ~Probe()
-    {
-        if (m_process.state() != QProcess::NotRunning) {
-            m_process.kill();
-            m_process.waitForFinished();
-        }
-    }
-    Q_DISABLE_COPY(Probe)
-
-    bool waitForHook(const QByteArray &hook)
-    {
-        return QTest::qWaitFor([&] { return output().contains(hook); }, 10000);
-    }
-    QByteArray output()
-    {
-        m_output += m_process.readAllStandardOutput();
-        return m_output;
-    }
-    QByteArray errors() { return m_process.readAllStandardError(); }
-    int end()
-    {
-        return m_process.waitForFinished(10000) && m_process.exitStatus() == QProcess::NormalExit
-            ? m_process.exitCode()
-            : -1;
-    }
-    void signal(int number) { ::kill(static_cast<pid_t>(m_process.processId()), number); }
-
-    QDBusMessage call(const QString &method, const QVariantList &arguments = {},
-                      const QString &interface = Phone::serviceInterface)
-    {
-        QDBusMessage message = QDBusMessage::createMethodCall(
-            QStringLiteral("com.corvane.Quorvix.") + m_name,
-            QStringLiteral("/com/corvane/Quorvix/") + m_name, interface, method);
-        message.setArguments(arguments);
-        return QDBusConnection::systemBus().call(message, QDBus::Block, 30000);
-    }
-    QVariant value(const QString &method, const QVariantList &arguments = {})
-    {
-        return call(method, arguments).arguments().value(0);
-    }
-
-private:
-    QString m_name;
-    QProcess m_process;
-    QByteArray m_output;
-};
-
-/// A peer on the bus that takes calls and lets them wait.
-class Mute : public QObject
-{
-    Q_OBJECT
-    Q_CLASSINFO("D-Bus Interface", "com.corvane.Quorvix.QVXInterface")
-
-public Q_SLOTS:
-    QString getSettingValue(const QString &name, const QDBusMessage &message)
-    {
-        Q_UNUSED(name)
-        message.setDelayedReply(true);
-        return {};
-    }
-};
 
 class EventRecorder : public QObject
 {
@@ -321,25 +245,21 @@ void tst_Platform::remoteCall()
 
 void tst_Platform::remoteCallIsNotAnsweredInTime()
 {
-    Mute mute;
+    const SilentModule silent(QStringLiteral("Silent"));
     QDBusConnection bus = QDBusConnection::systemBus();
-    QVERIFY(bus.registerObject(QStringLiteral("/com/corvane/Quorvix/Mute"), &mute,
-                               QDBusConnection::ExportAllSlots));
-    QVERIFY(bus.registerService(QStringLiteral("com.corvane.Quorvix.Mute")));
     Probe probe;
     QVERIFY(probe.waitForHook("presentation_loaded"));
 
     QDBusMessage call = QDBusMessage::createMethodCall(
         QStringLiteral("com.corvane.Quorvix.Probe"), QStringLiteral("/com/corvane/Quorvix/Probe"),
         Phone::serviceInterface, QStringLiteral("remoteCall"));
-    call.setArguments({QStringLiteral("Mute"), QStringLiteral("getSettingValue"), QString()});
+    call.setArguments({QStringLiteral("Silent"), QStringLiteral("getSettingValue"), QString()});
     const QDBusPendingCall pending = bus.asyncCall(call, 30000);
-    // The event loop has to run meanwhile, for the mute peer to take its call.
+    // The event loop has to run meanwhile, for the silent module to take its call.
     QTRY_VERIFY_WITH_TIMEOUT(pending.isFinished(), 20000);
     const QString answer = pending.reply().arguments().value(0).toString();
     QVERIFY2(answer.startsWith(QLatin1String("thrown:Did not receive a reply.")),
              qPrintable(answer));
-    bus.unregisterService(QStringLiteral("com.corvane.Quorvix.Mute"));
 }
 
 void tst_Platform::exceptionIsLoggedAndTheModuleGoesOn()

@@ -1,5 +1,6 @@
 // A module that reports what the platform does with it, and does on request what a module can do.
-// Its arguments are words: the module's name, and the hooks that shall fail.
+// Its arguments are words: the module's name, the hooks that shall fail, and "call:NAME" to ask the
+// module NAME twice in initialize().
 // SPDX-License-Identifier: MIT
 #include <QVX/qvxapplication.h>
 #include <QVX/qvxevent.h>
@@ -10,6 +11,8 @@
 #include <QDBusAbstractAdaptor>
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
+#include <QFile>
+#include <QRegularExpression>
 #include <QThread>
 
 #include <cstdio>
@@ -24,7 +27,7 @@ public:
     bool check() override { return hook("check"); }
     bool deploy() override { return hook("deploy"); }
     bool exportInterface() override;
-    bool initialize() override { return hook("initialize"); }
+    bool initialize() override;
     void presentation_loaded() override { hook("presentation_loaded"); }
     void presentation_stop() override { hook("presentation_stop"); }
     bool stop() override { return hook("stop"); }
@@ -34,6 +37,19 @@ public:
 public Q_SLOTS:
     /// Not to be reached from the bus: the platform exports adaptors only.
     QString secret() { return QStringLiteral("secret"); }
+
+    /// "reply:<text>", "error:<name>" or "thrown:<text>".
+    QString remoteCall(const QString &module, const QString &method, const QString &argument) const
+    {
+        try {
+            const QDBusMessage reply = syncRemoteCall(module, method, {argument});
+            return reply.type() == QDBusMessage::ErrorMessage
+                ? QStringLiteral("error:") + reply.errorName()
+                : QStringLiteral("reply:") + reply.arguments().value(0).toString();
+        } catch (const QString &text) {
+            return QStringLiteral("thrown:") + text;
+        }
+    }
 
 private:
     /// Says that the hook runs, and whether the bus knows the object and the name by now.
@@ -59,17 +75,20 @@ public:
     explicit ProbeAdaptor(ProbeModule *module) : QDBusAbstractAdaptor(module), m_module(module) { }
 
 public Q_SLOTS:
-    /// "reply:<text>", "error:<name>" or "thrown:<text>".
     QString remoteCall(const QString &module, const QString &method, const QString &argument)
     {
-        try {
-            const QDBusMessage reply = m_module->syncRemoteCall(module, method, {argument});
-            return reply.type() == QDBusMessage::ErrorMessage
-                ? QStringLiteral("error:") + reply.errorName()
-                : QStringLiteral("reply:") + reply.arguments().value(0).toString();
-        } catch (const QString &text) {
-            return QStringLiteral("thrown:") + text;
+        return m_module->remoteCall(module, method, argument);
+    }
+
+    /// Says that it was begun, and lasts until there is a file @p path.
+    QString lastUntil(const QString &path)
+    {
+        std::puts("lastUntil");
+        std::fflush(stdout);
+        while (!QFile::exists(path)) {
+            QThread::msleep(5);
         }
+        return QStringLiteral("done");
     }
 
     /// Sends an event from a thread of its own.
@@ -123,6 +142,22 @@ bool ProbeModule::exportInterface()
 {
     new ProbeAdaptor(this);
     return hook("exportInterface");
+}
+
+bool ProbeModule::initialize()
+{
+    const bool succeeds = hook("initialize");
+    const QStringList words
+        = QCoreApplication::arguments().filter(QRegularExpression(QStringLiteral("^call:")));
+    for (const QString &word : words) {
+        for (int call = 0; call < 2; ++call) {
+            const QString answer
+                = remoteCall(word.mid(5), QStringLiteral("getSettingValue"), QString());
+            std::printf("%s\n", qPrintable(answer));
+            std::fflush(stdout);
+        }
+    }
+    return succeeds;
 }
 
 int main(int argc, char *argv[])
