@@ -175,6 +175,7 @@ QString presentError(const QDBusError &error, const QString &service, bool timed
                                 "a member of the group quorvix")
                      .arg(service);
         break;
+    case QDBusError::UnknownObject: // it was ending, and had not begun with the call
     case QDBusError::NoReply:
     case QDBusError::Timeout:
     case QDBusError::TimedOut:
@@ -189,7 +190,6 @@ QString presentError(const QDBusError &error, const QString &service, bool timed
     case QDBusError::NoServer:
         reason = QStringLiteral("no connection to the system bus: is the message bus running?");
         break;
-    case QDBusError::UnknownObject:
     case QDBusError::UnknownMethod:
     case QDBusError::UnknownInterface:
         reason = QStringLiteral("%1 on this phone does not know this operation: is it older than "

@@ -9,9 +9,11 @@
 #include <QVX/qvxmodule.h>
 
 #include <QDBusConnection>
+#include <QTimer>
 
 #include <csignal>
 #include <cstdio>
+#include <utility>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -57,6 +59,12 @@ qint64 QVXApplication::elapsedSinceStopRequest()
 
 bool QVXApplication::notify(QObject *receiver, QEvent *event)
 {
+    // All that is queued has its turn before the event loop looks at the stop signals. A call that
+    // is dropped here is answered with an error by the bus library, as its object is gone.
+    if (event->type() == QEvent::MetaCall && StopSignals::isRequested()
+        && receiver->thread() == thread() && qobject_cast<QVXModule *>(receiver)) {
+        return true;
+    }
     try {
         return QCoreApplication::notify(receiver, event);
     } catch (QVXException *exception) { // NOLINT(*-err09-cpp,*-err61-cpp,misc-throw-by-value-*)
@@ -70,30 +78,31 @@ bool QVXApplication::notify(QObject *receiver, QEvent *event)
 
 void QVXApplication::addModule(QVXModule *module)
 {
-    m_modules.append(module);
     // Not now: the module is still under construction, and its hooks belong to the event loop.
-    QMetaObject::invokeMethod(
-        this,
-        [this, pointer = QPointer<QVXModule>(module)] {
-            if (pointer) {
-                startModule(pointer);
-            }
-        },
-        Qt::QueuedConnection);
+    QTimer::singleShot(0, module, [this, module] { startModule(module); });
 }
 
 void QVXApplication::startModule(QVXModule *module)
 {
-    const QString problem = module->start();
-    if (!problem.isEmpty()) {
+    QString problem;
+    switch (module->start(&problem)) {
+    case QVXModule::Start::Done:
+        m_modules.append(module);
+        // Nobody can reach a module without its bus; whoever looks after the process starts it
+        // anew.
+        QDBusConnection::systemBus().connect(
+            QString(), QStringLiteral("/org/freedesktop/DBus/Local"),
+            QStringLiteral("org.freedesktop.DBus.Local"), QStringLiteral("Disconnected"), this,
+            SLOT(busIsGone()));
+        break;
+    case QVXModule::Start::Failed:
         report(module, problem);
         exit(1);
-        return;
+        break;
+    case QVXModule::Start::BrokenOff:
+        shutDown(0);
+        break;
     }
-    // Nobody can reach a module without its bus; whoever looks after the process starts it anew.
-    QDBusConnection::systemBus().connect(QString(), QStringLiteral("/org/freedesktop/DBus/Local"),
-                                         QStringLiteral("org.freedesktop.DBus.Local"),
-                                         QStringLiteral("Disconnected"), this, SLOT(busIsGone()));
 }
 
 void QVXApplication::busIsGone()
@@ -108,7 +117,9 @@ void QVXApplication::busIsGone()
 
 void QVXApplication::shutDown(int exitCode)
 {
-    for (auto module = m_modules.crbegin(); module != m_modules.crend(); ++module) {
+    // There may be a second reason before the event loop ends.
+    const QList<QPointer<QVXModule>> modules = std::exchange(m_modules, {});
+    for (auto module = modules.crbegin(); module != modules.crend(); ++module) {
         if (*module) {
             (*module)->shutDown();
         }

@@ -2,7 +2,9 @@
 // SPDX-License-Identifier: MIT
 #include <QVX/qvxmodule.h>
 
+#include "buscall.h"
 #include "modulecontrol.h"
+#include "stopsignals.h"
 
 #include <QVX/qvxapplication.h>
 #include <QVX/qvxevent.h>
@@ -10,6 +12,9 @@
 
 #include <QDBusConnection>
 #include <QDBusError>
+
+#include <array>
+#include <functional>
 
 namespace {
 
@@ -27,6 +32,21 @@ QString busName(const QString &module)
 QString objectPath(const QString &module)
 {
     return QStringLiteral("/com/corvane/Quorvix/") + module;
+}
+
+/// A call of the bus daemon itself.
+QDBusMessage busCall(const QString &method, const QVariantList &arguments = {})
+{
+    QDBusMessage call = QDBusMessage::createMethodCall(
+        QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
+        QStringLiteral("org.freedesktop.DBus"), method);
+    call.setArguments(arguments);
+    return call;
+}
+
+QString cannotOwn(const QString &name, const QString &reason)
+{
+    return QStringLiteral("cannot own the bus name ") + name + QStringLiteral(": ") + reason;
 }
 
 } // namespace
@@ -111,10 +131,7 @@ bool QVXModule::notifyEvent(const QVXEvent &event) const
     }
     // So far it is queued for the bus library's own thread. The bus takes the messages of a
     // connection in order, so its answer to a question behind the signal says that it has both.
-    const QDBusMessage question = QDBusMessage::createMethodCall(
-        QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
-        QStringLiteral("org.freedesktop.DBus"), QStringLiteral("GetId"));
-    return d->connection->call(question, QDBus::Block, busTimeout).type()
+    return d->connection->call(busCall(QStringLiteral("GetId")), QDBus::Block, busTimeout).type()
         == QDBusMessage::ReplyMessage;
 }
 
@@ -127,7 +144,10 @@ QDBusMessage QVXModule::syncRemoteCall(const QString &module, const QString &met
     QDBusMessage call = QDBusMessage::createMethodCall(busName(module), objectPath(module),
                                                        callInterface, method);
     call.setArguments(arguments);
-    QDBusMessage reply = d->connection->call(call, QDBus::Block, remoteCallTimeout);
+    QDBusMessage reply = callUntilStop(*d->connection, call, remoteCallTimeout);
+    if (reply.type() == QDBusMessage::InvalidMessage) {
+        throw QString(QStringLiteral("The process is asked to stop"));
+    }
     // An error that the bus daemon or the local library made, and not the module that was called,
     // says that the call got nowhere. Only the module's own messages carry its unique name.
     const bool fromModule = reply.service().startsWith(QLatin1Char(':'));
@@ -137,40 +157,56 @@ QDBusMessage QVXModule::syncRemoteCall(const QString &module, const QString &met
     return reply;
 }
 
-QString QVXModule::start()
+QVXModule::Start QVXModule::start(QString *problem)
 {
-    const QDBusConnection bus = QDBusConnection::systemBus();
-    if (!bus.isConnected()) {
-        return QStringLiteral("cannot connect to the system bus: ") + bus.lastError().message();
+    if (StopSignals::isRequested()) {
+        return Start::BrokenOff;
     }
-    d->connection = std::make_unique<QDBusConnection>(bus);
-    QVXLogger::followLevelChanges(bus);
+    if (!d->connection) {
+        const QDBusConnection bus = QDBusConnection::systemBus();
+        if (!bus.isConnected()) {
+            *problem
+                = QStringLiteral("cannot connect to the system bus: ") + bus.lastError().message();
+            return Start::Failed;
+        }
+        d->connection = std::make_unique<QDBusConnection>(bus);
+    }
+    QVXLogger::followLevelChanges(*d->connection);
 
-    if (!check()) {
-        return QStringLiteral("check() failed");
-    }
-    if (!deploy()) {
-        return QStringLiteral("deploy() failed");
-    }
-    if (!exportInterface()) {
-        return QStringLiteral("exportInterface() failed");
-    }
-    new ModuleControl(this);
     const QString path = objectPath(objectName());
-    if (!d->connection->registerObject(path, this, QDBusConnection::ExportAdaptors)) {
-        return QStringLiteral("cannot register the object ") + path;
-    }
-    if (!initialize()) {
-        return QStringLiteral("initialize() failed");
-    }
     const QString name = busName(objectName());
-    if (!d->connection->registerService(name)) {
-        const QString reason = d->connection->lastError().message();
-        return QStringLiteral("cannot own the bus name ") + name + QStringLiteral(": ")
-            + (reason.isEmpty() ? QStringLiteral("it is taken") : reason);
+    const auto reasonUnless
+        = [](bool succeeded, const QString &reason) { return succeeded ? QString() : reason; };
+    const std::array<std::function<QString()>, 6> steps {
+        [&] { return reasonUnless(check(), QStringLiteral("check() failed")); },
+        [&] { return reasonUnless(deploy(), QStringLiteral("deploy() failed")); },
+        [&] { return reasonUnless(exportInterface(), QStringLiteral("exportInterface() failed")); },
+        [&] {
+            new ModuleControl(this);
+            return reasonUnless(
+                d->connection->registerObject(path, this, QDBusConnection::ExportAdaptors),
+                QStringLiteral("cannot register the object ") + path);
+        },
+        [&] { return reasonUnless(initialize(), QStringLiteral("initialize() failed")); },
+        [&] {
+            const bool owned = d->connection->registerService(name);
+            const QString reason = d->connection->lastError().message();
+            return reasonUnless(
+                owned, cannotOwn(name, reason.isEmpty() ? QStringLiteral("it is taken") : reason));
+        },
+    };
+    for (const std::function<QString()> &step : steps) {
+        *problem = step();
+        // Before anything else: a step may have failed because of it.
+        if (StopSignals::isRequested()) {
+            return Start::BrokenOff;
+        }
+        if (!problem->isEmpty()) {
+            return Start::Failed;
+        }
     }
     presentation_loaded();
-    return {};
+    return Start::Done;
 }
 
 void QVXModule::shutDown()

@@ -1,23 +1,22 @@
-// Socket pair between the signal handler and the event loop.
+// An eventfd between the signal handler and whoever waits.
 // SPDX-License-Identifier: MIT
 #include "stopsignals.h"
 
 #include <QSocketNotifier>
 
-#include <array>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <ctime>
 
-#include <sys/socket.h>
+#include <sys/eventfd.h>
 #include <unistd.h>
 
 namespace {
 
-// [0] is written by the handler, [1] read by the event loop. Signal handlers have no context.
-std::array<int, 2> sockets {-1, -1};
+// Signal handlers have no context.
+int requestDescriptor = -1;
 std::atomic<qint64> requestedAt {-1}; // ms of the monotonic clock
 static_assert(std::atomic<qint64>::is_always_lock_free, "used in a signal handler");
 
@@ -33,9 +32,9 @@ void onStopSignal(int)
     const int savedErrno = errno;
     qint64 never = -1;
     requestedAt.compare_exchange_strong(never, monotonicTime());
-    const char byte = 1;
-    // A full socket means that a request is pending already.
-    if (write(sockets[0], &byte, sizeof byte) < 0) { }
+    const quint64 one = 1;
+    // A full counter means that a request is pending already.
+    if (write(requestDescriptor, &one, sizeof one) < 0) { }
     errno = savedErrno;
 }
 
@@ -53,11 +52,16 @@ void setHandler(void (*handler)(int))
 
 StopSignals::StopSignals(QObject *parent) : QObject(parent)
 {
-    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, sockets.data()) != 0) {
-        qFatal("socketpair: %s", qUtf8Printable(qt_error_string()));
+    requestDescriptor = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    if (requestDescriptor < 0) {
+        qFatal("eventfd: %s", qUtf8Printable(qt_error_string()));
     }
-    auto *notifier = new QSocketNotifier(sockets[1], QSocketNotifier::Read, this);
-    connect(notifier, &QSocketNotifier::activated, this, [this] { readByte(); });
+    auto *notifier = new QSocketNotifier(requestDescriptor, QSocketNotifier::Read, this);
+    connect(notifier, &QSocketNotifier::activated, this, [this, notifier] {
+        // It stays readable, for those who wait in other places.
+        notifier->setEnabled(false);
+        Q_EMIT stopRequested();
+    });
     requestedAt = -1;
     setHandler(onStopSignal);
 }
@@ -65,8 +69,8 @@ StopSignals::StopSignals(QObject *parent) : QObject(parent)
 StopSignals::~StopSignals()
 {
     setHandler(SIG_DFL);
-    close(sockets[0]);
-    close(sockets[1]);
+    close(requestDescriptor);
+    requestDescriptor = -1;
 }
 
 qint64 StopSignals::elapsedSinceRequest()
@@ -75,10 +79,7 @@ qint64 StopSignals::elapsedSinceRequest()
     return requested < 0 ? -1 : monotonicTime() - requested;
 }
 
-void StopSignals::readByte()
+int StopSignals::descriptor()
 {
-    char byte = 0;
-    if (read(sockets[1], &byte, sizeof byte) == sizeof byte) {
-        Q_EMIT stopRequested();
-    }
+    return requestDescriptor;
 }

@@ -6,8 +6,8 @@
 
 /**
  * Catches SIGTERM and SIGINT as long as it exists. A signal handler may do next to nothing
- * (signal-safety(7)), so it writes a byte into a socket pair that the event loop watches. The
- * signals are not blocked: child processes would inherit that.
+ * (signal-safety(7)), so it adds to an eventfd(2) that the event loop watches. The signals are not
+ * blocked: child processes would inherit that.
  */
 class StopSignals : public QObject
 {
@@ -21,9 +21,14 @@ public:
     /// any thread, and true at once: the event loop may be busy.
     static qint64 elapsedSinceRequest();
 
-Q_SIGNALS:
-    void stopRequested();
+    /// Whether one of the signals has come. From any thread, and true at once.
+    static bool isRequested() { return elapsedSinceRequest() >= 0; }
 
-private:
-    void readByte();
+    /// A descriptor that is readable from the first of the signals on, for poll(2) in any thread;
+    /// -1 when the signals are not caught. Nobody may read from it.
+    static int descriptor();
+
+Q_SIGNALS:
+    /// Emitted by the event loop after the first of the signals, once.
+    void stopRequested();
 };

@@ -338,7 +338,7 @@ void tst_ConsolePresentation::errors_data()
     error("NoReply", false, "left the bus before it answered");
     error("Disconnected", false, "no connection to the system bus");
     error("NoServer", false, "no connection to the system bus");
-    error("UnknownObject", false, "does not know this operation");
+    error("UnknownObject", false, "left the bus before it answered");
     error("UnknownMethod", false, "does not know this operation");
     error("Spawn.ExecFailed", false, "could not be started by the bus");
     error("Failed", false, "org.freedesktop.DBus.Error.Failed");

@@ -16,6 +16,9 @@ class StopSignals;
  * order at SIGTERM or SIGINT, after which exec() returns 0. When a module cannot start (no bus, its
  * name is taken, a hook failed) or loses the bus later, one line on standard error says so and
  * exec() returns 1.
+ *
+ * From the first of those signals on, nothing that is queued for a module is begun any more; the
+ * callers get an error. What has been begun is finished first.
  */
 class QVXApplication : public QCoreApplication
 {
@@ -33,7 +36,8 @@ public:
      */
     static qint64 elapsedSinceStopRequest();
 
-    /// Catches a QVXException thrown by pointer out of an event handler, logs and deletes it.
+    /// Catches a QVXException thrown by pointer out of an event handler, logs and deletes it. Drops
+    /// what is queued for a module (QEvent::MetaCall) when the process is asked to stop.
     bool notify(QObject *receiver, QEvent *event) override;
 
 private Q_SLOTS:
@@ -46,6 +50,6 @@ private:
     void startModule(QVXModule *module);
     void shutDown(int exitCode);
 
-    QList<QPointer<QVXModule>> m_modules;
+    QList<QPointer<QVXModule>> m_modules; ///< those that were started, in this order
     std::unique_ptr<StopSignals> m_stopSignals;
 };

@@ -22,6 +22,9 @@ class QVXModulePrivate;
  * is registered on the bus, initialize(), then the bus name is requested, presentation_loaded(). At
  * SIGTERM or SIGINT: presentation_stop(), stop(). A start-up hook that returns false ends the
  * process with exit status 1.
+ *
+ * SIGTERM or SIGINT during the start breaks it off: no further hook begins, not those of the end
+ * either, the name is not requested, and the exit status is 0.
  */
 class QVXModule : public QObject
 {
@@ -60,10 +63,11 @@ public:
 
     /**
      * Calls a method of another module, on its interface `com.corvane.Quorvix.QVXInterface`, and
-     * blocks for at most 5 s. No event is processed meanwhile.
+     * blocks for at most 5 s, and not beyond the moment when the process is asked to stop. No event
+     * is processed meanwhile.
      * @return the reply message; an error that the other module itself answered included
-     * @throws QString with the error's text when the call cannot be delivered or is not answered in
-     *         time
+     * @throws QString with the error's text when the call cannot be delivered, is not answered in
+     *         time, or the process is asked to stop, now or before
      */
     QDBusMessage syncRemoteCall(const QString &module, const QString &method,
                                 const QVariantList &arguments) const;
@@ -71,8 +75,14 @@ public:
 private:
     friend class QVXApplication;
 
-    /// Runs the start-up sequence. @return an empty text, or why the module cannot run
-    QString start();
+    enum class Start {
+        Done,
+        Failed,
+        BrokenOff, ///< the process is asked to stop
+    };
+
+    /// Runs the start-up sequence. @param problem is why the module cannot run, when it failed
+    Start start(QString *problem);
     void shutDown();
 
     const std::unique_ptr<QVXModulePrivate> d;
