@@ -20,6 +20,8 @@
 
 namespace {
 
+constexpr int lockInterval = 50; // ms between two looks whether another process has ended
+
 /// Puts right what a careless parent may have left us with, before anything else is opened: closed
 /// standard streams, whose numbers the first sockets would get, and ignored ends of children, with
 /// which no exit status could be waited for. @return @p argc
@@ -94,6 +96,9 @@ void QVXApplication::startModule(QVXModule *module)
             QString(), QStringLiteral("/org/freedesktop/DBus/Local"),
             QStringLiteral("org.freedesktop.DBus.Local"), QStringLiteral("Disconnected"), this,
             SLOT(busIsGone()));
+        break;
+    case QVXModule::Start::Waiting:
+        QTimer::singleShot(lockInterval, module, [this, module] { startModule(module); });
         break;
     case QVXModule::Start::Failed:
         report(module, problem);

@@ -4,6 +4,7 @@
 
 #include "buscall.h"
 #include "modulecontrol.h"
+#include "modulelock.h"
 #include "stopsignals.h"
 
 #include <QVX/qvxapplication.h>
@@ -12,6 +13,7 @@
 
 #include <QDBusConnection>
 #include <QDBusError>
+#include <QElapsedTimer>
 
 #include <array>
 #include <functional>
@@ -20,6 +22,7 @@ namespace {
 
 constexpr int remoteCallTimeout = 5000; // ms
 constexpr int busTimeout = 5000; // ms; a bus that lives answers in less than one
+constexpr qint64 longestWait = 60000; // ms, for another process
 
 const QString callInterface = QStringLiteral("com.corvane.Quorvix.QVXInterface");
 const QString eventInterface = QStringLiteral("com.corvane.Quorvix.QVXEvent");
@@ -55,6 +58,7 @@ class QVXModulePrivate
 {
 public:
     std::unique_ptr<QDBusConnection> connection; ///< null until the module has reached the bus
+    QElapsedTimer waiting; ///< for another process; not valid when there is none
 };
 
 QVXModule::QVXModule(const QString &name) : d(std::make_unique<QVXModulePrivate>())
@@ -157,6 +161,43 @@ QDBusMessage QVXModule::syncRemoteCall(const QString &module, const QString &met
     return reply;
 }
 
+QVXModule::Start QVXModule::claim(QString *problem)
+{
+    QString obstacle;
+    const ModuleLock lock = takeModuleLock(objectName(), &obstacle);
+    if (lock == ModuleLock::Taken) {
+        return Start::Done;
+    }
+    const QString name = busName(objectName());
+    const QDBusMessage owned = callUntilStop(
+        *d->connection, busCall(QStringLiteral("NameHasOwner"), {name}), busTimeout);
+    if (owned.type() == QDBusMessage::InvalidMessage) {
+        return Start::BrokenOff;
+    }
+    if (owned.type() == QDBusMessage::ErrorMessage) {
+        *problem = cannotOwn(name, owned.errorMessage());
+        return Start::Failed;
+    }
+    if (owned.arguments().value(0).toBool()) {
+        *problem = cannotOwn(name, QStringLiteral("it is taken"));
+        return Start::Failed;
+    }
+    if (lock == ModuleLock::Unavailable) {
+        // A phone on which two starts may meet is better than one on which none succeeds.
+        logger(QString()).error(QStringLiteral("No lock against a second process: ") + obstacle);
+        return Start::Done;
+    }
+    if (!d->waiting.isValid()) {
+        d->waiting.start();
+    }
+    if (d->waiting.hasExpired(longestWait)) {
+        *problem
+            = cannotOwn(name, QStringLiteral("another process has been starting for too long"));
+        return Start::Failed;
+    }
+    return Start::Waiting;
+}
+
 QVXModule::Start QVXModule::start(QString *problem)
 {
     if (StopSignals::isRequested()) {
@@ -170,6 +211,10 @@ QVXModule::Start QVXModule::start(QString *problem)
             return Start::Failed;
         }
         d->connection = std::make_unique<QDBusConnection>(bus);
+    }
+    const Start claimed = claim(problem);
+    if (claimed != Start::Done) {
+        return claimed;
     }
     QVXLogger::followLevelChanges(*d->connection);
 

@@ -23,6 +23,12 @@ class QVXModulePrivate;
  * SIGTERM or SIGINT: presentation_stop(), stop(). A start-up hook that returns false ends the
  * process with exit status 1.
  *
+ * One process at a time runs a module: before the first hook it takes the lock
+ * `/run/QVXApplication/NAME.lock` and keeps it until it ends. A process that finds another one
+ * there waits until that one owns the bus name, which is a failed start, or ends, and for at most
+ * 60 s. Where there can be no lock, an error is logged and the start goes on, if nobody owns the
+ * name.
+ *
  * SIGTERM or SIGINT during the start breaks it off: no further hook begins, not those of the end
  * either, the name is not requested, and the exit status is 0.
  */
@@ -78,11 +84,14 @@ private:
     enum class Start {
         Done,
         Failed,
+        Waiting, ///< for another process; nothing has been done, try again
         BrokenOff, ///< the process is asked to stop
     };
 
     /// Runs the start-up sequence. @param problem is why the module cannot run, when it failed
     Start start(QString *problem);
+    /// Whether this process may run the module. @return as start(), Done when it may
+    Start claim(QString *problem);
     void shutDown();
 
     const std::unique_ptr<QVXModulePrivate> d;
