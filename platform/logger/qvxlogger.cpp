@@ -1,8 +1,9 @@
-// Levels by name, kept in a bounded cache; output through syslog(3) under one lock.
+// Levels by name, kept in a bounded cache; output to the syslog daemon under one lock.
 // SPDX-License-Identifier: MIT
 #include <QVX/qvxlogger.h>
 
 #include "levelfollower.h"
+#include "syslogsocket.h"
 
 #include <QCache>
 #include <QCoreApplication>
@@ -131,12 +132,10 @@ public:
             m_sink(identifier, priority, text);
             return;
         }
-        // openlog() keeps the pointer, and the process has one identifier only: so the name is set
-        // and replaced again while the lock is held.
-        const QByteArray name = identifier.toUtf8();
-        openlog(name.constData(), LOG_PID, LOG_USER);
-        syslog(lookUp(identifier).facility | priority, "%s", text.toUtf8().constData());
-        openlog(nullptr, LOG_PID, LOG_USER);
+        if (m_syslog.lost() > 0) {
+            m_syslog.reportLoss(source(QCoreApplication::applicationName()));
+        }
+        m_syslog.write(source(identifier), priority, text.toUtf8());
     }
 
 private:
@@ -156,6 +155,11 @@ private:
         return read;
     }
 
+    SyslogSource source(const QString &identifier)
+    {
+        return {identifier.toUtf8(), lookUp(identifier).facility};
+    }
+
     static void announce(Configuration *configuration, int level)
     {
         configuration->level = level;
@@ -165,6 +169,7 @@ private:
     std::mutex m_mutex;
     QCache<QString, Configuration> m_configurations {maximumNames};
     QVXLogger::Sink m_sink;
+    SyslogSocket m_syslog;
 };
 
 Registry &registry()

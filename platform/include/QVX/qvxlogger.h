@@ -12,9 +12,15 @@ class QDBusConnection;
  * A handle on one named log, made by logger(). It is cheap to create and to copy, and all of its
  * members are safe to call from several threads at once.
  *
- * Messages go to syslog(3) with the name as identifier, so that a syslog daemon can tell the
- * programs of the phone apart. The member functions write unconditionally: a caller that wants to
- * honour the configured level compares it with getConfiguredLevel() first.
+ * Messages go to the syslog daemon's socket, /dev/log, as those of syslog(3) do, with the name as
+ * identifier, so that the daemon can tell the programs of the phone apart. A message is in the
+ * socket when the function returns. When the daemon hangs and its socket is full, a function blocks
+ * for at most 100 ms; then messages are lost, without any waiting, until the socket takes one
+ * again, which is an error line with their number. A message that nobody listens to is lost, and
+ * one that is too long for the socket is cut.
+ *
+ * The member functions write unconditionally: a caller that wants to honour the configured level
+ * compares it with getConfiguredLevel() first.
  */
 class QVXLogger
 {
@@ -61,7 +67,7 @@ public:
      */
     static bool followLevelChanges(QDBusConnection connection);
 
-    /// Sends what is written to @p sink instead of syslog(3); an empty one brings syslog(3) back.
+    /// Sends what is written to @p sink instead of the daemon; an empty one brings that back.
     static void setSink(Sink sink);
 
     /**
