@@ -250,9 +250,11 @@ void tst_Policy::installedFileHoldsTheRules()
     for (const QString &object : objects) {
         expected.append(QStringLiteral("policy user=root: allow ") + object);
     }
+    // No method takes a descriptor.
+    expected[1] += QStringLiteral(" max_fds=0");
     expected.append(QStringLiteral("policy group=quorvix: allow "
                                    "send_destination=com.corvane.Quorvix.LoggerModule "
-                                   "send_type=method_call"));
+                                   "send_type=method_call max_fds=0"));
     for (const QString &object : objects) {
         expected.append(QStringLiteral("policy context=default: deny ") + object);
     }
