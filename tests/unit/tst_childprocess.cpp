@@ -36,18 +36,6 @@ ProgramEnd runScript(const QString &script, const QStringList &arguments = {},
                       output);
 }
 
-/// What QProcess says of a program that takes too long.
-QString timedOut()
-{
-    QProcess process;
-    process.start(QStringLiteral("sleep"), {QStringLiteral("infinity")});
-    const bool late = process.waitForStarted() && !process.waitForFinished(1);
-    const QString text = process.errorString();
-    process.kill();
-    process.waitForFinished();
-    return late ? text : QString();
-}
-
 } // namespace
 
 class TestChildProcess : public QObject
@@ -214,7 +202,7 @@ void TestChildProcess::endsWithItsGroupWhenItTakesTooLong()
     close(unread[0]);
     close(unread[1]);
 
-    QCOMPARE(end.error, timedOut());
+    QCOMPARE(end.error, Faults::timedOut());
     QCOMPARE(end.exitStatus, -1);
     QVERIFY2(time >= 1000 && time < 20000, QByteArray::number(time).constData());
     const QList<pid_t> pids = Processes::pids(readFile(m_record));
