@@ -5,15 +5,14 @@
 #include "support/activities.h"
 #include "support/configtext.h"
 #include "support/events.h"
-#include "support/faults.h"
 #include "support/hangups.h"
 #include "support/heldcheck.h"
 #include "support/logcapture.h"
 #include "support/phone.h"
+#include "support/reloads.h"
 #include "support/testablemodule.h"
 
 #include <QDBusPendingCall>
-#include <QDir>
 #include <QFile>
 #include <QProcess>
 #include <QTest>
@@ -160,37 +159,6 @@ QStringList bulkLines(const LogCapture &log)
 {
     return log.debugs().filter(QStringLiteral("setSyslogLevels: "));
 }
-
-/// Counts reloads exactly: signals that come close together may be delivered as one, runs of
-/// kill(1) are all seen.
-namespace Reloads {
-
-const QString directory = QStringLiteral("/run/phone/reloads");
-const QString record = directory + QStringLiteral("/record");
-
-void install()
-{
-    QDir().mkpath(directory);
-    const QString program = directory + QStringLiteral("/kill");
-    Phone::write(program,
-                 "#!/bin/sh\n"
-                 "echo \"$@\" >> /run/phone/reloads/record\n"
-                 "exec /bin/kill \"$@\"\n");
-    Faults::setMode(program, 0755);
-    qputenv("PATH", QFile::encodeName(directory) + ':' + qgetenv("PATH"));
-}
-
-void reset()
-{
-    Phone::write(record, "");
-}
-
-int count()
-{
-    return Phone::read(record).count('\n');
-}
-
-} // namespace Reloads
 
 /// Holds the checks of jobs, which go on until they have nothing left to do.
 class HeldJobs : public HeldCheck
