@@ -3,8 +3,8 @@
 // line, its arguments behind tabs. For the phone in a box only: the defence log is at its real
 // place.
 //
-// No program is run: the linker puts the functions below in the place of the syntax check's
-// posix_spawn(), of the reload and of the set-up script (see CMakeLists.txt).
+// No program is run: the linker puts the functions below in the place of runProgram(), which runs
+// the syntax check, of the reload and of the set-up script (see CMakeLists.txt).
 // SPDX-License-Identifier: MIT
 #include "destinations/destinationsyntax.h"
 #include "destinations/remoteserver.h"
@@ -14,6 +14,7 @@
 #include "support/property.h"
 #include "support/reference.h"
 #include "syslogconf/activityparser.h"
+#include "syslogconf/childprocess.h"
 #include "syslogconf/configpaths.h"
 #include "syslogconf/textfile.h"
 #include "testablemodule.h"
@@ -29,8 +30,6 @@
 #include <set>
 
 #include <fcntl.h>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
@@ -835,23 +834,17 @@ private:
 
 // ------------------------------------------------------- in the place of what would run a program
 
-constexpr pid_t checkPid = 1; // nobody's child
+ProgramEnd check(
+    const QString &program, const QStringList &arguments, int timeout,
+    ProgramOutput output) __asm__("__wrap__Z10runProgramRK7QStringRK11QStringListi13ProgramOutput");
 
-extern "C" int __wrap_posix_spawn(pid_t *pid, const char *path,
-                                  const posix_spawn_file_actions_t * /*actions*/,
-                                  const posix_spawnattr_t * /*attributes*/, char *const arguments[],
-                                  char *const /*environment*/[])
+ProgramEnd check(const QString &program, const QStringList &arguments, int /*timeout*/,
+                 ProgramOutput /*output*/)
 {
-    FUZZ_REQUIRE(std::string(path) == "/bin/sh");
-    FUZZ_REQUIRE(arguments[0] && arguments[1] && arguments[2] && !arguments[3]);
-    FUZZ_REQUIRE(arguments[2] == root + "bin/syslog-ng -s -f " + temporary + " 2>&1");
-    *pid = checkPid;
-    return 0;
-}
-
-extern "C" pid_t __wrap_waitpid(pid_t pid, int *status, int /*options*/)
-{
-    FUZZ_REQUIRE(pid == checkPid);
+    FUZZ_REQUIRE(program == QLatin1String("/bin/sh"));
+    FUZZ_REQUIRE(arguments.size() == 2 && arguments.at(0) == QLatin1String("-c"));
+    FUZZ_REQUIRE(arguments.at(1).toStdString()
+                 == root + "bin/syslog-ng -s -f " + temporary + " 2>&1");
     const std::optional<std::string> text = read(temporary);
     FUZZ_REQUIRE(text);
     bool isRefused = text->find("SYNTAX ERROR") != std::string::npos;
@@ -863,8 +856,9 @@ extern "C" pid_t __wrap_waitpid(pid_t pid, int *status, int /*options*/)
     if (!isRefused) {
         acceptedTexts.insert(*text);
     }
-    *status = isRefused ? 1 << 8 : 0;
-    return pid;
+    ProgramEnd end;
+    end.exitStatus = isRefused ? 1 : 0;
+    return end;
 }
 
 extern "C" void __wrap__ZN12LoggerModule7restartEv(LoggerModule * /*module*/)

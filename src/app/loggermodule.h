@@ -163,7 +163,9 @@ public Q_SLOTS:
 
     /**
      * Sets the levels of several activities in a background job. Items that ask for the level which
-     * an activity has already are skipped; a bad item does not keep the others from being set.
+     * an activity has already are skipped; a bad item does not keep the others from being set. A
+     * job that is not done 20 s after the process was asked to stop begins no further item, and
+     * says in the log how many are left.
      * @param syslogLevels such as "{qvxsipua:debug,Telephony:warning}"; blanks count
      * @param async whether to answer at once and let the job go on by itself
      * @return "value" "0" and "msg" "Fast set log levels OK" or "Set log levels OK"; or "1" and
@@ -181,11 +183,12 @@ public Q_SLOTS:
 
     /**
      * Packs /var/log, /log and /data/core with tar(1) into /var/volatile/tmp/all_logs.tar.gz, and
-     * links it to /www/pages/all_logs.tar.gz for the web server. Blocks for up to 60 s. A command
-     * that takes longer than 30 s is stopped, with an archive that is cut short and the old link.
+     * links it to /www/pages/all_logs.tar.gz for the web server. Whatever else stands under the
+     * archive's name gives way. Blocks for up to 30 s, after which the command is stopped and the
+     * archive removed.
      * @return "value" "0" and "msg" "Generate logs successfully", also when the command was stopped
-     *         or could not be started; "1" and "Error on exit" when tar or ln failed: tar does when
-     *         a log grows while it is read
+     *         or could not be started; "1" and "Error on exit" when the archive cannot be created,
+     *         or tar or ln failed: tar does when a log grows while it is read
      */
     QVariantMap generateLogsForWeb();
 
@@ -228,7 +231,7 @@ protected:
     [[nodiscard]] bool writeToFile(const QString &content, const QString &path);
 
     /// Runs syslog-ng's syntax check (syslog-ng(8), option -s) on logappli.conf.tmp through the
-    /// system shell. @return true when syslog-ng accepts the file
+    /// system shell. Blocks for up to 30 s. @return true when syslog-ng accepts the file in time
     [[nodiscard]] bool checkTemporaryConfig();
 
     /**
@@ -243,7 +246,7 @@ protected:
     void restart();
 
     /// Runs the platform's set-up script, which regenerates missing and broken files. Blocks for up
-    /// to 40 s; a script that takes longer goes on by itself.
+    /// to 10 s; a script that takes longer goes on by itself, and the next call waits for it first.
     void restoreSylogConfig();
     ///@}
 

@@ -5,12 +5,24 @@
 #include "bulklevels.h"
 #include "configurationorder.h"
 
+#include <QVX/qvxapplication.h>
+
 #include <QFuture>
 #include <QtConcurrent>
 
 #include <mutex>
 
 namespace {
+
+/// How long after the request to stop the jobs go on with what was answered as done, in ms. The
+/// time-outs of the unit and the init script count on it.
+constexpr qint64 stopLimit = 20000;
+
+/// Whether nothing more is to be begun.
+bool isOutOfTime()
+{
+    return QVXApplication::elapsedSinceStopRequest() > stopLimit;
+}
 
 QString phoneModel()
 {
@@ -107,8 +119,18 @@ QVariantMap LoggerModule::resetSyslogLevelsToErr(bool async)
 QVariantMap LoggerModule::applySyslogLevels(const QString &syslogLevels)
 {
     bool succeeded = true;
-    const QStringList items = changedItems(bulkLevelItems(syslogLevels), getSyslogLevels());
-    for (const QString &item : items) {
+    QStringList items = bulkLevelItems(syslogLevels);
+    if (!isOutOfTime()) {
+        items = changedItems(items, getSyslogLevels());
+    }
+    for (int done = 0; done < items.size(); ++done) {
+        if (isOutOfTime()) {
+            logError(QStringLiteral("setSyslogLevels: the service stops, items not done: ")
+                     + QString::number(items.size() - done) + QStringLiteral(" of ")
+                     + QString::number(items.size()));
+            return resultMap(false, QStringLiteral("Set log levels error"));
+        }
+        const QString &item = items.at(done);
         const int colon = item.indexOf(QLatin1Char(':'));
         if (colon < 0) {
             // One bad item does not keep the others from being set.
@@ -133,8 +155,10 @@ QVariantMap LoggerModule::applySyslogLevels(const QString &syslogLevels)
 
 QVariantMap LoggerModule::applyErrToAllActivities()
 {
-    if (setAllLevels(QStringLiteral("err")).trimmed()
-        == QLatin1String("All levels changed to err value")) {
+    if (isOutOfTime()) {
+        logError(QStringLiteral("resetSyslogLevelsToErr: the service stops, not done"));
+    } else if (setAllLevels(QStringLiteral("err")).trimmed()
+               == QLatin1String("All levels changed to err value")) {
         return resultMap(true, QStringLiteral("Set all log levels to error OK"));
     }
     return resultMap(false, QStringLiteral("Error when setting all log levels to error"));

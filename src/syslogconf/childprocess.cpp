@@ -1,12 +1,12 @@
-// posix_spawn(3) with a time-out for the end of the program.
+// posix_spawn(3) with a time-out for the end of the program and of all it has started.
 // SPDX-License-Identifier: MIT
 #include "childprocess.h"
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>
 #include <QFile>
-#include <QProcess>
 
+#include <cerrno>
 #include <csignal>
 #include <vector>
 
@@ -19,8 +19,45 @@
 
 namespace {
 
-/// Starts the program. @return its pid, or -1
-pid_t spawn(const QString &program, const QStringList &arguments)
+QString startErrorText(int error)
+{
+    // posix_spawn(3) does not say which step has failed; these two are fork(2)'s.
+    return error == EAGAIN || error == ENOMEM
+        ? QCoreApplication::translate("QProcess", "Resource error (fork failure): %1")
+              .arg(qt_error_string(error))
+        : QStringLiteral("execvp: ") + qt_error_string(error);
+}
+
+/// Looks whether a child has ended, and leaves its exit status to be asked for.
+/// @param endedBySignal set when it has
+bool hasEnded(pid_t pid, bool *endedBySignal = nullptr)
+{
+    siginfo_t end = {};
+    if (waitid(P_PID, static_cast<id_t>(pid), &end, WEXITED | WNOHANG | WNOWAIT) != 0) {
+        return errno != EINTR; // somebody else has asked for its exit status
+    }
+    if (endedBySignal) {
+        *endedBySignal = end.si_code == CLD_KILLED || end.si_code == CLD_DUMPED;
+    }
+    return end.si_pid == pid;
+}
+
+/// Collects the exit status of a child that ends now. @return it, or -1 when a signal ended it
+int collect(pid_t pid)
+{
+    int status = 0;
+    while (waitpid(pid, &status, 0) < 0) {
+        if (errno != EINTR) {
+            return -1;
+        }
+    }
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+} // namespace
+
+pid_t startProgram(const QString &program, const QStringList &arguments, ProgramOutput output,
+                   QString *error)
 {
     std::vector<QByteArray> words {QFile::encodeName(program)};
     for (const QString &argument : arguments) {
@@ -33,11 +70,14 @@ pid_t spawn(const QString &program, const QStringList &arguments)
     }
     pointers.push_back(nullptr);
 
+    // Of a terminal, a group that is not in the foreground would be stopped when it reads.
     posix_spawn_file_actions_t files;
     posix_spawn_file_actions_init(&files);
     posix_spawn_file_actions_addopen(&files, STDIN_FILENO, "/dev/null", O_RDWR, 0);
-    posix_spawn_file_actions_adddup2(&files, STDIN_FILENO, STDOUT_FILENO);
-    posix_spawn_file_actions_adddup2(&files, STDIN_FILENO, STDERR_FILENO);
+    if (output == ProgramOutput::Dropped) {
+        posix_spawn_file_actions_adddup2(&files, STDIN_FILENO, STDOUT_FILENO);
+        posix_spawn_file_actions_adddup2(&files, STDIN_FILENO, STDERR_FILENO);
+    }
     // The bus library ignores SIGPIPE, which a program would inherit.
     sigset_t defaults;
     sigemptyset(&defaults);
@@ -45,31 +85,31 @@ pid_t spawn(const QString &program, const QStringList &arguments)
     posix_spawnattr_t attributes;
     posix_spawnattr_init(&attributes);
     posix_spawnattr_setsigdefault(&attributes, &defaults);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
+    posix_spawnattr_setpgroup(&attributes, 0);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETPGROUP);
 
     pid_t pid = -1;
-    const int error = posix_spawnp(&pid, words.front().constData(), &files, &attributes,
-                                   pointers.data(), environ);
+    const int failure = posix_spawnp(&pid, words.front().constData(), &files, &attributes,
+                                     pointers.data(), environ);
     posix_spawnattr_destroy(&attributes);
     posix_spawn_file_actions_destroy(&files);
-    return error == 0 ? pid : -1;
+    if (failure != 0) {
+        *error = startErrorText(failure);
+        return -1;
+    }
+    return pid;
 }
 
-/// Waits for the end of the program and collects its exit status.
-/// @return false when it runs still at the end of the time
 bool waitForEnd(pid_t pid, int timeout)
 {
     const QDeadlineTimer deadline(timeout);
     // pidfd_open(2) came with Linux 5.3; on an older kernel the end is looked for again and again.
     pollfd end {static_cast<int>(syscall(SYS_pidfd_open, pid, 0)), POLLIN, 0};
     const int longest = end.fd >= 0 ? timeout : 1;
-    bool ended = false;
-    while (!ended) {
-        ended = waitpid(pid, nullptr, WNOHANG) != 0;
-        if (ended || deadline.hasExpired()) {
-            break;
-        }
+    bool ended = hasEnded(pid);
+    while (!ended && !deadline.hasExpired()) {
         poll(&end, 1, qMin(longest, static_cast<int>(deadline.remainingTime())));
+        ended = hasEnded(pid);
     }
     if (end.fd >= 0) {
         close(end.fd);
@@ -77,23 +117,31 @@ bool waitForEnd(pid_t pid, int timeout)
     return ended;
 }
 
-} // namespace
-
-QString runProgram(const QString &program, const QStringList &arguments, int timeout)
+QString timedOutText()
 {
-    const pid_t pid = spawn(program, arguments);
-    if (pid < 0) {
-        // It cannot be started. This fails in the same way, and knows how to say it.
-        QProcess process;
-        process.start(program, arguments);
-        return process.waitForStarted(timeout) && process.waitForFinished(timeout)
-            ? QString()
-            : process.errorString();
-    }
-    if (waitForEnd(pid, timeout)) {
-        return {};
-    }
-    ::kill(pid, SIGKILL);
-    waitpid(pid, nullptr, 0);
     return QCoreApplication::translate("QProcess", "Process operation timed out");
+}
+
+ProgramEnd runProgram(const QString &program, const QStringList &arguments, int timeout,
+                      ProgramOutput output)
+{
+    ProgramEnd end;
+    const pid_t pid = startProgram(program, arguments, output, &end.error);
+    if (pid < 0) {
+        return end;
+    }
+    if (!waitForEnd(pid, timeout)) {
+        end.error = timedOutText();
+    }
+    bool endedBySignal = false;
+    hasEnded(pid, &endedBySignal);
+    if (endedBySignal || !end.error.isEmpty()) {
+        // Before the leader's status is collected: no other group can have its number until then.
+        ::kill(-pid, SIGKILL);
+    }
+    const int exitStatus = collect(pid);
+    if (end.error.isEmpty()) {
+        end.exitStatus = exitStatus;
+    }
+    return end;
 }

@@ -3,6 +3,7 @@
 // SPDX-License-Identifier: MIT
 #include "app/diagnostics.h"
 #include "app/loggermodule.h"
+#include "childprocess.h"
 #include "configpaths.h"
 #include "durablefile.h"
 #include "textfile.h"
@@ -10,36 +11,9 @@
 #include <QFile>
 #include <QFileInfo>
 
-#include <array>
-#include <cerrno>
-
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 namespace {
 
-/// Runs @p command in the system shell and waits for its end, as system(3) does, but without
-/// ignoring SIGINT meanwhile: the service is to stop at that signal.
-/// @return the wait status (waitpid(2)), or -1 when the shell could not be started
-int runInShell(const QByteArray &command)
-{
-    QByteArray shell("sh");
-    QByteArray option("-c");
-    QByteArray text(command);
-    const std::array<char *, 4> arguments {shell.data(), option.data(), text.data(), nullptr};
-    pid_t child = 0;
-    if (posix_spawn(&child, "/bin/sh", nullptr, nullptr, arguments.data(), environ) != 0) {
-        return -1;
-    }
-    int status = 0;
-    while (waitpid(child, &status, 0) < 0) {
-        if (errno != EINTR) {
-            return -1;
-        }
-    }
-    return status;
-}
+constexpr int checkTimeout = 30000; // ms
 
 } // namespace
 
@@ -97,9 +71,10 @@ bool LoggerModule::checkTemporaryConfig()
     // syslog-ng's messages go wherever the service's output goes.
     const QString command = QVXLogger::syslogExecutablePath + QStringLiteral("syslog-ng -s -f ")
         + temporaryConfigPath() + QStringLiteral(" 2>&1");
-    const int status = runInShell(QFile::encodeName(command));
-    // A shell that was ended by a signal has checked nothing, whatever its exit status reads.
-    if (status == -1 || !WIFEXITED(status) || WEXITSTATUS(status) != 0) {
+    const ProgramEnd check = runProgram(QStringLiteral("/bin/sh"), {QStringLiteral("-c"), command},
+                                        checkTimeout, ProgramOutput::Forwarded);
+    // A check that hung or that a signal ended has checked nothing.
+    if (check.exitStatus != 0) {
         logDebug(QStringLiteral("File logappli.conf.tmp  NOT OK"));
         return false;
     }

@@ -53,8 +53,9 @@ void LoggerModule::restart()
         logDebug(QStringLiteral("[restart] pidFile not readable "));
         return;
     }
-    const QString error
-        = runProgram(QStringLiteral("kill"), {QStringLiteral("-hup"), pid}, timeout);
+    const QString error = runProgram(QStringLiteral("kill"), {QStringLiteral("-hup"), pid}, timeout,
+                                     ProgramOutput::Dropped)
+                              .error;
     if (error.isEmpty()) {
         logDebug(QStringLiteral("[restart]process success."));
     } else {

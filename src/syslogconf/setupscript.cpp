@@ -2,56 +2,108 @@
 // SPDX-License-Identifier: MIT
 #include "app/diagnostics.h"
 #include "app/loggermodule.h"
+#include "childprocess.h"
 
-#include <QProcess>
+#include <QCoreApplication>
+#include <QDeadlineTimer>
+#include <QTimer>
 
-#include <future>
-#include <system_error>
-#include <thread>
+#include <mutex>
+
+#include <sys/wait.h>
 
 namespace {
 
-constexpr int startTimeout = 30000; // ms
-constexpr int finishTimeout = 10000; // ms
+constexpr int timeout = 10000; // ms, for one call
+constexpr int collectInterval = 1000; // ms
 
-struct Outcome
+/// The one script of this process that may run.
+struct
 {
-    bool success = false;
-    QString error;
-};
+    std::mutex mutex;
+    pid_t pid = -1;
+} running;
 
-/// Runs the script and tells its outcome as soon as it is known; returns when the script has ended.
-void runSetUpScript(std::promise<Outcome> outcome)
+/// Collects the script if it has ended, so that another one may be started.
+/// @return whether it has ended, now or before
+bool collectIfEnded(pid_t pid)
 {
-    QProcess script;
-    script.setProcessChannelMode(QProcess::ForwardedChannels);
-    script.start(QStringLiteral("/etc/init.d/autoConfigSyslog"), {QStringLiteral("start")},
-                 QIODevice::ReadWrite);
-    const bool success
-        = script.waitForStarted(startTimeout) && script.waitForFinished(finishTimeout);
-    outcome.set_value({success, script.errorString()});
-    script.waitForFinished(-1);
+    const std::lock_guard<std::mutex> lock(running.mutex);
+    if (running.pid != pid) {
+        return true;
+    }
+    if (!waitForEnd(pid, 0)) {
+        return false;
+    }
+    waitpid(pid, nullptr, 0);
+    running.pid = -1;
+    return true;
+}
+
+/// Lets the event loop look after a script that goes on longer than its caller waits: it may be
+/// writing the phone's only configuration, so it is never killed, and leaves no zombie. No thread
+/// is needed for that, which could not be had when memory is short.
+void collectLater(pid_t pid)
+{
+    QMetaObject::invokeMethod(
+        QCoreApplication::instance(),
+        [pid] {
+            QTimer::singleShot(collectInterval, QCoreApplication::instance(), [pid] {
+                if (!collectIfEnded(pid)) {
+                    collectLater(pid);
+                }
+            });
+        },
+        Qt::QueuedConnection);
+}
+
+/// Starts the script, unless one runs already. @param started set when it has been started
+/// @return the pid of the one that runs; -1 when it cannot be started, with the reason in @p error
+pid_t startUnlessRunning(bool *started, QString *error)
+{
+    const std::lock_guard<std::mutex> lock(running.mutex);
+    if (running.pid < 0) {
+        running.pid = startProgram(QStringLiteral("/etc/init.d/autoConfigSyslog"),
+                                   {QStringLiteral("start")}, ProgramOutput::Forwarded, error);
+        *started = true;
+    }
+    return running.pid;
+}
+
+/// Runs the script behind one that may run still, and waits for its end.
+/// @return an empty text when it has ended in time, else what QProcess says then
+QString runSetUpScript()
+{
+    const QDeadlineTimer deadline(timeout);
+    bool started = false;
+    while (!started) {
+        QString error;
+        const pid_t pid = startUnlessRunning(&started, &error);
+        if (pid < 0) {
+            return error;
+        }
+        if (!waitForEnd(pid, static_cast<int>(deadline.remainingTime()))) {
+            if (started) {
+                collectLater(pid);
+            }
+            return timedOutText();
+        }
+        collectIfEnded(pid);
+        if (!started && deadline.hasExpired()) {
+            return timedOutText();
+        }
+    }
+    return {};
 }
 
 } // namespace
 
 void LoggerModule::restoreSylogConfig()
 {
-    // A QProcess that goes out of scope kills its program. A script that takes longer than the
-    // time-out may be writing the phone's only configuration, so a thread of its own stays with it
-    // and collects its exit status; this thread goes on.
-    std::promise<Outcome> promise;
-    std::future<Outcome> future = promise.get_future();
-    Outcome outcome;
-    try {
-        std::thread(runSetUpScript, std::move(promise)).detach();
-        outcome = future.get();
-    } catch (const std::system_error &error) {
-        outcome.error = QString::fromLocal8Bit(error.what());
-    }
-    if (outcome.success) {
+    const QString error = runSetUpScript();
+    if (error.isEmpty()) {
         logDebug(QStringLiteral("restoreSylogConfig() success."));
     } else {
-        logError(QStringLiteral("process result ") + outcome.error);
+        logError(QStringLiteral("process result ") + error);
     }
 }

@@ -5,15 +5,14 @@
 #include "support/activities.h"
 #include "support/configtext.h"
 #include "support/events.h"
-#include "support/faults.h"
 #include "support/hangups.h"
 #include "support/heldcheck.h"
 #include "support/logcapture.h"
 #include "support/phone.h"
+#include "support/reloads.h"
 #include "support/testablemodule.h"
 
 #include <QDBusPendingCall>
-#include <QDir>
 #include <QFile>
 #include <QProcess>
 #include <QTest>
@@ -121,15 +120,6 @@ QVariantMap map(const QString &method, const QVariantList &arguments = {})
     return map(Phone::call(method, arguments));
 }
 
-/// Sends a call; its answer can be waited for later.
-QDBusPendingCall send(const QString &method, const QVariantList &arguments = {})
-{
-    QDBusMessage message = QDBusMessage::createMethodCall(Phone::serviceName, Phone::servicePath,
-                                                          Phone::serviceInterface, method);
-    message.setArguments(arguments);
-    return QDBusConnection::systemBus().asyncCall(message, 60000);
-}
-
 /// Whether the row of @p activity in the table @p table has the level @p levelName.
 bool tableHas(const QString &table, const QString &activity, const QString &levelName)
 {
@@ -169,37 +159,6 @@ QStringList bulkLines(const LogCapture &log)
 {
     return log.debugs().filter(QStringLiteral("setSyslogLevels: "));
 }
-
-/// Counts reloads exactly: signals that come close together may be delivered as one, runs of
-/// kill(1) are all seen.
-namespace Reloads {
-
-const QString directory = QStringLiteral("/run/phone/reloads");
-const QString record = directory + QStringLiteral("/record");
-
-void install()
-{
-    QDir().mkpath(directory);
-    const QString program = directory + QStringLiteral("/kill");
-    Phone::write(program,
-                 "#!/bin/sh\n"
-                 "echo \"$@\" >> /run/phone/reloads/record\n"
-                 "exec /bin/kill \"$@\"\n");
-    Faults::setMode(program, 0755);
-    qputenv("PATH", QFile::encodeName(directory) + ':' + qgetenv("PATH"));
-}
-
-void reset()
-{
-    Phone::write(record, "");
-}
-
-int count()
-{
-    return Phone::read(record).count('\n');
-}
-
-} // namespace Reloads
 
 /// Holds the checks of jobs, which go on until they have nothing left to do.
 class HeldJobs : public HeldCheck
@@ -953,9 +912,9 @@ void tst_Bulk::nextCallSeesTheJob()
     const Levels levels {{audio, debug}, {sipua, info}, {telephony, warning}};
     const QByteArray before = Phone::read(Phone::liveConfig);
     // Nobody waits between the two.
-    const QDBusPendingCall job
-        = send(setLevels, {QStringLiteral("{qvxaudio:debug,qvxsipua:info,Telephony:warning}")});
-    QDBusPendingCall next = send(method, arguments);
+    const QDBusPendingCall job = Phone::send(
+        setLevels, {QStringLiteral("{qvxaudio:debug,qvxsipua:info,Telephony:warning}")});
+    QDBusPendingCall next = Phone::send(method, arguments);
     next.waitForFinished();
     const QDBusMessage reply = next.reply();
     QVERIFY(job.isFinished());
@@ -1033,11 +992,11 @@ void tst_Bulk::lastOneAskedForWins()
     const QByteArray before = Phone::read(Phone::liveConfig);
     for (const QString &call : calls) {
         if (call == QLatin1String("reset")) {
-            send(resetLevels);
+            Phone::send(resetLevels);
         } else if (call == QLatin1String("level")) {
-            send(call, {sipmmi, warning});
+            Phone::send(call, {sipmmi, warning});
         } else {
-            send(setLevels, {call});
+            Phone::send(setLevels, {call});
         }
     }
     Phone::text(QStringLiteral("level"));
@@ -1095,7 +1054,7 @@ void tst_Bulk::levelWaitsForTheJob()
     const HeldJobs check;
     QCOMPARE(map(setLevels, {QStringLiteral("qvxsipua:debug,Telephony:info")}), setStarted);
     QVERIFY(check.waitForStart());
-    QDBusPendingCall waiting = send(method, arguments);
+    QDBusPendingCall waiting = Phone::send(method, arguments);
     // Another process's answer comes by the same way, behind whatever the service has answered.
     for (int round = 0; round < 20; ++round) {
         QVERIFY(Phone::isOnBus(Phone::serviceName));

@@ -3,6 +3,7 @@
 // SPDX-License-Identifier: MIT
 #include "support/events.h"
 #include "support/phone.h"
+#include "support/users.h"
 
 #include <QFile>
 #include <QProcess>
@@ -14,6 +15,9 @@
 
 namespace {
 
+using Users::asTechnician;
+using Users::asVisitor;
+
 constexpr int deadline = 20000; // ms
 const QString policyFile
     = QStringLiteral("/usr/share/dbus-1/system.d/com.corvane.Quorvix.LoggerModule.conf");
@@ -21,38 +25,6 @@ const QString accessDenied = QStringLiteral("org.freedesktop.DBus.Error.AccessDe
 const QString eventName = QStringLiteral("com.corvane.Quorvix.QVXEvent.log_level_changed");
 const QString eventArguments
     = QStringLiteral("{'syslog_facility': <'qvxsipua'>, 'syslog_level': <7>}");
-
-/// Ordinary users of the machine do not exist in a phone that one of them has booted.
-bool hasOtherUsers()
-{
-    return qgetenv("PHONE_ROOTLESS") != "1";
-}
-
-/// The words of a command line that runs @p command as the user @p name of the phone.
-QStringList asUser(const QString &name, const QStringList &command)
-{
-    return QStringList {QStringLiteral("setpriv"),
-                        QStringLiteral("--reuid"),
-                        name,
-                        QStringLiteral("--regid"),
-                        name,
-                        QStringLiteral("--init-groups"),
-                        QStringLiteral("--inh-caps=-all"),
-                        QStringLiteral("--")}
-    + command;
-}
-
-/// A user in the group whose members may call.
-QStringList asTechnician(const QStringList &command)
-{
-    return asUser(QStringLiteral("technician"), command);
-}
-
-/// A user without any right.
-QStringList asVisitor(const QStringList &command)
-{
-    return asUser(QStringLiteral("visitor"), command);
-}
 
 struct Outcome
 {
@@ -287,7 +259,7 @@ void tst_Policy::othersMayNotCall_data()
 
 void tst_Policy::othersMayNotCall()
 {
-    if (!hasOtherUsers()) {
+    if (!Users::exist()) {
         return; // the rules are looked at in the installed file
     }
     QFETCH(QString, method);
@@ -328,7 +300,7 @@ void tst_Policy::membersMayCall_data()
 
 void tst_Policy::membersMayCall()
 {
-    if (!hasOtherUsers()) {
+    if (!Users::exist()) {
         return; // the rules are looked at in the installed file
     }
     QFETCH(QString, method);
@@ -355,18 +327,18 @@ void tst_Policy::onlyRootMayOwnTheName_data()
 
 void tst_Policy::onlyRootMayOwnTheName()
 {
-    if (!hasOtherUsers()) {
+    if (!Users::exist()) {
         return;
     }
     QFETCH(QString, user);
-    const Outcome taken = run(asUser(user, requestName(Phone::serviceName)));
+    const Outcome taken = run(Users::as(user, requestName(Phone::serviceName)));
     QCOMPARE(taken.status, 1);
     QVERIFY2(taken.errors.contains(accessDenied), qPrintable(taken.errors));
 
     // Not even when nobody else has it.
     m_service.reset();
     Phone::stopBootedService();
-    const Outcome free = run(asUser(user, requestName(Phone::serviceName)));
+    const Outcome free = run(Users::as(user, requestName(Phone::serviceName)));
     QCOMPARE(free.status, 1);
     QVERIFY2(free.errors.contains(accessDenied), qPrintable(free.errors));
 }
@@ -378,7 +350,7 @@ void tst_Policy::onlyRootMayAnnounceALevel_data()
 
 void tst_Policy::onlyRootMayAnnounceALevel()
 {
-    if (!hasOtherUsers()) {
+    if (!Users::exist()) {
         return;
     }
     QFETCH(QString, user);
@@ -392,8 +364,8 @@ void tst_Policy::onlyRootMayAnnounceALevel()
     const QStringList paths {Phone::servicePath, QStringLiteral("/some/where")};
     for (const QString &path : paths) {
         const QStringList toAll = emitEvent(path, eventName, eventArguments);
-        run(asUser(user, toAll));
-        run(asUser(user, toAll + QStringList {QStringLiteral("--dest"), bus.baseService()}));
+        run(Users::as(user, toAll));
+        run(Users::as(user, toAll + QStringList {QStringLiteral("--dest"), bus.baseService()}));
     }
     // The bus keeps the order of what arrives, so root's event is a fence.
     QCOMPARE(run(emitEvent(Phone::servicePath, eventName,
@@ -408,7 +380,7 @@ void tst_Policy::onlyRootMayAnnounceALevel()
 
 void tst_Policy::othersMaySendAnotherSignal()
 {
-    if (!hasOtherUsers()) {
+    if (!Users::exist()) {
         return;
     }
     Monitor monitor({QStringLiteral("dbus-monitor"), QStringLiteral("--system"),
@@ -425,7 +397,7 @@ void tst_Policy::othersMaySendAnotherSignal()
 
 void tst_Policy::othersMayLookAtTheBus()
 {
-    if (!hasOtherUsers()) {
+    if (!Users::exist()) {
         return;
     }
     const Outcome names
@@ -444,7 +416,7 @@ void tst_Policy::othersMayFollowTheEvent()
     const QStringList words {QStringLiteral("gdbus"), QStringLiteral("monitor"),
                              QStringLiteral("--system"), QStringLiteral("--dest"),
                              Phone::serviceName};
-    Monitor monitor(hasOtherUsers() ? asVisitor(words) : words);
+    Monitor monitor(Users::exist() ? asVisitor(words) : words);
     QVERIFY2(monitor.waitFor("is owned by"), monitor.output().constData());
     QCOMPARE(
         Phone::text(QStringLiteral("level"), {QStringLiteral("qvxsipua"), QStringLiteral("debug")}),

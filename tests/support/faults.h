@@ -9,6 +9,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QProcess>
 #include <QString>
 #include <QStringList>
 #include <QTemporaryFile>
@@ -105,6 +106,21 @@ inline QStringList writtenAt(int level, const QStringList &lines)
         }
     }
     return written;
+}
+
+/// What QProcess says of a program that takes too long.
+inline QString timedOut()
+{
+    QProcess process;
+    process.start(QStringLiteral("sleep"), {QStringLiteral("infinity")});
+    const bool isLate = process.waitForStarted() && !process.waitForFinished(1);
+    const QString text = process.errorString();
+    process.kill();
+    process.waitForFinished();
+    if (!isLate) {
+        qFatal("nothing takes too long");
+    }
+    return text;
 }
 
 /// As long as it exists, permissions of files and directories count for this thread although it is

@@ -26,6 +26,22 @@ void run(const QString &program, const QStringList &arguments)
     }
 }
 
+QDBusMessage callMessage(const QString &method, const QVariantList &arguments)
+{
+    QDBusMessage message
+        = QDBusMessage::createMethodCall(serviceName, servicePath, serviceInterface, method);
+    message.setArguments(arguments);
+    return message;
+}
+
+QString textOf(const QDBusMessage &reply)
+{
+    if (reply.type() == QDBusMessage::ErrorMessage) {
+        return QStringLiteral("D-Bus error: ") + reply.errorName();
+    }
+    return reply.arguments().value(0).toString();
+}
+
 } // namespace
 
 bool isBox()
@@ -35,19 +51,24 @@ bool isBox()
 
 QDBusMessage call(const QString &method, const QVariantList &arguments)
 {
-    QDBusMessage message
-        = QDBusMessage::createMethodCall(serviceName, servicePath, serviceInterface, method);
-    message.setArguments(arguments);
-    return QDBusConnection::systemBus().call(message, QDBus::Block, callTimeout);
+    return QDBusConnection::systemBus().call(callMessage(method, arguments), QDBus::Block,
+                                             callTimeout);
+}
+
+QDBusPendingCall send(const QString &method, const QVariantList &arguments)
+{
+    return QDBusConnection::systemBus().asyncCall(callMessage(method, arguments), callTimeout);
 }
 
 QString text(const QString &method, const QVariantList &arguments)
 {
-    const QDBusMessage reply = call(method, arguments);
-    if (reply.type() == QDBusMessage::ErrorMessage) {
-        return QStringLiteral("D-Bus error: ") + reply.errorName();
-    }
-    return reply.arguments().value(0).toString();
+    return textOf(call(method, arguments));
+}
+
+QString text(QDBusPendingCall call)
+{
+    call.waitForFinished();
+    return textOf(call.reply());
 }
 
 QString facilityFile(const QString &facility)

@@ -4,6 +4,7 @@
 
 #include <QByteArray>
 #include <QDBusMessage>
+#include <QDBusPendingCall>
 #include <QProcessEnvironment>
 #include <QString>
 #include <QVariantList>
@@ -35,8 +36,13 @@ bool isBox();
 /// Calls a method of the service and waits for its answer, for at most 60 s.
 QDBusMessage call(const QString &method, const QVariantList &arguments = {});
 
+/// Sends a call; its answer can be waited for later, for at most 60 s.
+QDBusPendingCall send(const QString &method, const QVariantList &arguments = {});
+
 /// The one text that the service answers; for an error reply "D-Bus error: <name>".
 QString text(const QString &method, const QVariantList &arguments = {});
+/// The same of a call that was sent; waits for the answer.
+QString text(QDBusPendingCall call);
 
 QString facilityFile(const QString &facility);
 /// The whole file; a null array when it cannot be read.
