@@ -12,8 +12,8 @@ namespace {
 
 const QString traceFile = QStringLiteral("/run/phone/trace");
 const QString tracedService = QStringLiteral("/run/phone/traced-service");
-constexpr int levelCalls = 60;
-constexpr int bulkCalls = 20;
+constexpr int levelCalls = 40;
+constexpr int bulkCalls = 10;
 
 /// What a line of the trace says, as far as it matters here.
 enum class Step { Event, Question, Answer, FileChange, Other };
