@@ -76,9 +76,9 @@ public:
 
     bool isOpen() const { return m_descriptor >= 0; }
     /// Gives it the mode that tar would have given it.
-    void publish() { fchmod(m_descriptor, 0666 & ~processUmask); }
+    void publish() const { fchmod(m_descriptor, 0666 & ~processUmask); }
     /// Removes it, if it is what stands under its name still.
-    void remove()
+    void remove() const
     {
         struct stat own = {};
         struct stat there = {};

@@ -19,6 +19,11 @@
 
 namespace {
 
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool hasSanitizer = true;
+#else
+constexpr bool hasSanitizer = false;
+#endif
 constexpr int stopLimit = 20000; // ms
 const QString log = QStringLiteral("/var/log/LoggerModule.log");
 const QString releaseFile = QStringLiteral("/run/phone/setup.release");
@@ -95,6 +100,9 @@ void tst_Stopping::init()
 
 void tst_Stopping::serviceWithoutThreadForJobsEnds()
 {
+    if (hasSanitizer) {
+        QSKIP("the sanitizers need threads of their own");
+    }
     rlimit stack = {};
     getrlimit(RLIMIT_STACK, &stack);
     if (stack.rlim_max != RLIM_INFINITY) {
@@ -115,9 +123,9 @@ void tst_Stopping::serviceWithoutThreadForJobsEnds()
 
 void tst_Stopping::jobsAreDoneWhenNoThreadCanBeMade()
 {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-    QSKIP("the sanitizers need memory of their own");
-#endif
+    if (hasSanitizer) {
+        QSKIP("the sanitizers need memory of their own");
+    }
     Phone::Service service;
     takeRoomForThreads(service);
     const QByteArray before = Phone::read(Phone::liveConfig);
