@@ -32,6 +32,7 @@ public:
     /// why not
     bool coldStart()
     {
+        m_problem.clear();
         if (m_process.state() == QProcess::NotRunning) {
             endBooted();
         } else {
