@@ -1,5 +1,6 @@
 // The way of the phone's messages into its logs: in the form that syslog(3) gives them, whole or
-// cut at a character, and past a syslog daemon that hangs. SPDX-License-Identifier: MIT
+// cut at a character, and past a syslog daemon that hangs.
+// SPDX-License-Identifier: MIT
 #include "support/literal.h"
 #include "support/phone.h"
 
