@@ -70,7 +70,7 @@ void takeRoomForThreads(const Phone::Service &service)
 
 } // namespace
 
-class tst_Stopping : public QObject
+class tst_Jobs : public QObject
 {
     Q_OBJECT
 
@@ -84,21 +84,21 @@ private Q_SLOTS:
     void jobsPastTheLimitAreSaid();
 };
 
-void tst_Stopping::initTestCase()
+void tst_Jobs::initTestCase()
 {
     QVERIFY2(Phone::isBox(), "runs in the phone in a box only");
     Phone::stopBootedService();
     Reloads::install();
 }
 
-void tst_Stopping::init()
+void tst_Jobs::init()
 {
     Phone::resetConfiguration();
     Reloads::reset();
     QFile::remove(releaseFile);
 }
 
-void tst_Stopping::serviceWithoutThreadForJobsEnds()
+void tst_Jobs::serviceWithoutThreadForJobsEnds()
 {
     if (hasSanitizer) {
         QSKIP("the sanitizers need threads of their own");
@@ -121,7 +121,7 @@ void tst_Stopping::serviceWithoutThreadForJobsEnds()
     QVERIFY(QFile::remove(program));
 }
 
-void tst_Stopping::jobsAreDoneWhenNoThreadCanBeMade()
+void tst_Jobs::jobsAreDoneWhenNoThreadCanBeMade()
 {
     if (hasSanitizer) {
         QSKIP("the sanitizers need memory of their own");
@@ -154,7 +154,7 @@ void tst_Stopping::jobsAreDoneWhenNoThreadCanBeMade()
     QCOMPARE(service.stop(), 0);
 }
 
-void tst_Stopping::manyJobsAreDoneFirst()
+void tst_Jobs::manyJobsAreDoneFirst()
 {
     constexpr int count = 200;
     const QByteArray before = Phone::read(Phone::liveConfig);
@@ -180,7 +180,7 @@ void tst_Stopping::manyJobsAreDoneFirst()
                                    levels.at((done - 1) % 2).toUtf8()));
 }
 
-void tst_Stopping::jobsPastTheLimitAreSaid()
+void tst_Jobs::jobsPastTheLimitAreSaid()
 {
     constexpr int count = 20000;
     const QByteArray before = Phone::read(Phone::liveConfig);
@@ -220,5 +220,5 @@ void tst_Stopping::jobsPastTheLimitAreSaid()
     QTRY_COMPARE(logged(QStringLiteral("(?m)[a-zA-Z]+: the service stops, .*$"), logStart), lines);
 }
 
-QTEST_GUILESS_MAIN(tst_Stopping)
-#include "tst_stopping.moc"
+QTEST_GUILESS_MAIN(tst_Jobs)
+#include "tst_jobs.moc"
