@@ -1,8 +1,10 @@
-// The least that a service on the bus can be: one object with one method. It takes LoggerModule's
-// name, so that both are started and measured in the same way.
+// The least that a service on the bus can be: one object with one method. Its first argument is the
+// module whose name it takes. With a second one, it asks the settings service for the four settings
+// that LoggerModule asks for at its start.
 // SPDX-License-Identifier: MIT
 #include <QCoreApplication>
 #include <QDBusConnection>
+#include <QDBusMessage>
 #include <QSocketNotifier>
 
 #include <csignal>
@@ -24,6 +26,32 @@ public Q_SLOTS:
     }
 };
 
+namespace {
+
+const QString busNamePrefix = QStringLiteral("com.corvane.Quorvix.");
+const QString objectPathPrefix = QStringLiteral("/com/corvane/Quorvix/");
+constexpr int answerTimeout = 5000; // ms
+
+bool askForSettings()
+{
+    for (const char *setting : {"LogRemoteServerAddress", "LogRemoteServerPort",
+                                "LogRemoteServerProtocol", "LogRemoteServerExist"}) {
+        QDBusMessage question = QDBusMessage::createMethodCall(
+            busNamePrefix + QStringLiteral("SettingsManager"),
+            objectPathPrefix + QStringLiteral("SettingsManager"),
+            QStringLiteral("com.corvane.Quorvix.QVXInterface"), QStringLiteral("getSettingValue"));
+        question << QString::fromLatin1(setting);
+        const QDBusMessage answer
+            = QDBusConnection::systemBus().call(question, QDBus::Block, answerTimeout);
+        if (answer.type() != QDBusMessage::ReplyMessage) {
+            return false;
+        }
+    }
+    return true;
+}
+
+} // namespace
+
 int main(int argc, char *argv[])
 {
     sigset_t toEnd;
@@ -35,11 +63,11 @@ int main(int argc, char *argv[])
     const QSocketNotifier notifier(descriptor, QSocketNotifier::Read);
     QObject::connect(&notifier, &QSocketNotifier::activated, &application, &QCoreApplication::quit);
 
+    const QString module = QString::fromLocal8Bit(argc > 1 ? argv[1] : "");
     EmptyService service;
     QDBusConnection bus = QDBusConnection::systemBus();
-    if (!bus.registerObject(QStringLiteral("/com/corvane/Quorvix/LoggerModule"), &service,
-                            QDBusConnection::ExportAllSlots)
-        || !bus.registerService(QStringLiteral("com.corvane.Quorvix.LoggerModule"))) {
+    if (!bus.registerObject(objectPathPrefix + module, &service, QDBusConnection::ExportAllSlots)
+        || (argc > 2 && !askForSettings()) || !bus.registerService(busNamePrefix + module)) {
         return 1;
     }
     const int status = QCoreApplication::exec();

@@ -11,28 +11,39 @@
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QFile>
+#include <QMap>
+#include <QStorageInfo>
 
 #include <algorithm>
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 
+#include <fcntl.h>
 #include <spawn.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
 
 constexpr int callTimeout = 300000; // ms
-const QString busName = QStringLiteral("com.corvane.Quorvix.LoggerModule");
-const QString objectPath = QStringLiteral("/com/corvane/Quorvix/LoggerModule");
+const QString loggerModule = QStringLiteral("LoggerModule");
 const QString bootedPidFile = QStringLiteral("/run/phone/LoggerModule.pid");
 const QString syslogPidFile = QStringLiteral("/var/run/syslog-ng.pid");
 
-/// Waits until the service has, or has not, its name on the bus.
-void waitForName(bool owned)
+QString busName(const QString &module)
 {
-    QDBusServiceWatcher watcher(busName, QDBusConnection::systemBus(),
+    return QStringLiteral("com.corvane.Quorvix.") + module;
+}
+
+/// Waits until the module has, or has not, its name on the bus.
+void waitForName(const QString &module, bool owned)
+{
+    const QString name = busName(module);
+    QDBusServiceWatcher watcher(name, QDBusConnection::systemBus(),
                                 QDBusServiceWatcher::WatchForOwnerChange);
     QEventLoop loop;
     QObject::connect(&watcher, &QDBusServiceWatcher::serviceOwnerChanged, &loop,
@@ -41,9 +52,19 @@ void waitForName(bool owned)
                              loop.quit();
                          }
                      });
-    if (QDBusConnection::systemBus().interface()->isServiceRegistered(busName) != owned) {
+    if (QDBusConnection::systemBus().interface()->isServiceRegistered(name) != owned) {
         loop.exec();
     }
+}
+
+void sync(const QString &path)
+{
+    const int descriptor = open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC);
+    // A file system without a disk has nothing to sync (EINVAL).
+    if (descriptor < 0 || (fsync(descriptor) != 0 && errno != EINVAL)) {
+        qFatal("cannot sync %s", qPrintable(path));
+    }
+    close(descriptor);
 }
 
 void endBootedService()
@@ -53,7 +74,7 @@ void endBootedService()
     if (pid > 0) {
         QFile::remove(bootedPidFile); // whoever removes it looks after the service from now on
         ::kill(pid, SIGTERM);
-        waitForName(false);
+        waitForName(loggerModule, false);
     }
 }
 
@@ -73,7 +94,14 @@ int begin(int argc, char **argv, int defaultRuns)
 
 QVariant call(const QString &method, const QVariantList &arguments, const QString &interface)
 {
-    QDBusMessage message = QDBusMessage::createMethodCall(busName, objectPath, interface, method);
+    return callModule(loggerModule, method, arguments, interface);
+}
+
+QVariant callModule(const QString &module, const QString &method, const QVariantList &arguments,
+                    const QString &interface)
+{
+    QDBusMessage message = QDBusMessage::createMethodCall(
+        busName(module), QStringLiteral("/com/corvane/Quorvix/") + module, interface, method);
     message.setArguments(arguments);
     const QDBusMessage reply
         = QDBusConnection::systemBus().call(message, QDBus::Block, callTimeout);
@@ -81,20 +109,6 @@ QVariant call(const QString &method, const QVariantList &arguments, const QStrin
         qFatal("%s: %s", qPrintable(method), qPrintable(reply.errorMessage()));
     }
     return reply.arguments().value(0);
-}
-
-void askSettings(const QString &setting)
-{
-    QDBusMessage message = QDBusMessage::createMethodCall(
-        QStringLiteral("com.corvane.Quorvix.SettingsManager"),
-        QStringLiteral("/com/corvane/Quorvix/SettingsManager"),
-        QStringLiteral("com.corvane.Quorvix.QVXInterface"), QStringLiteral("getSettingValue"));
-    message << setting;
-    const QDBusMessage reply
-        = QDBusConnection::systemBus().call(message, QDBus::Block, callTimeout);
-    if (reply.type() != QDBusMessage::ReplyMessage) {
-        qFatal("getSettingValue: %s", qPrintable(reply.errorMessage()));
-    }
 }
 
 void expect(const QString &expected, const QString &method, const QVariantList &arguments)
@@ -170,6 +184,59 @@ void outsideWork()
         {QStringLiteral("-hup"), QString::fromLatin1(readFile(syslogPidFile)).trimmed()});
 }
 
+void syncedWork(int count)
+{
+    const QString directory = configurationDirectory + QStringLiteral("bench/");
+    const QString facilities = directory + QStringLiteral("facility/");
+    QDir().mkpath(facilities);
+    QMap<QString, QByteArray> files {
+        {directory + QStringLiteral("logappli.conf"),
+         readFile(configurationDirectory + QStringLiteral("sip/logappli.conf"))}};
+    for (int file = 0; file < count; ++file) {
+        files.insert(facilities + QString::number(file),
+                     "3\n19\nfile(\"/var/log/qvxsipua.log\")\nfacility signature field\n");
+    }
+    const QString suffix = QStringLiteral(".new");
+    for (auto file = files.cbegin(); file != files.cend(); ++file) {
+        writeFile(file.key() + suffix, file.value());
+    }
+    for (auto file = files.cbegin(); file != files.cend(); ++file) {
+        sync(file.key() + suffix);
+    }
+    for (auto file = files.cbegin(); file != files.cend(); ++file) {
+        if (std::rename(QFile::encodeName(file.key() + suffix).constData(),
+                        QFile::encodeName(file.key()).constData())
+            != 0) {
+            qFatal("cannot rename %s", qPrintable(file.key()));
+        }
+    }
+    sync(directory);
+    sync(facilities);
+}
+
+QByteArray fileSystem(const QString &path)
+{
+    return QStorageInfo(path).fileSystemType();
+}
+
+qint64 flushes(const QString &path)
+{
+    constexpr int flushField = 18; // behind the device's two numbers, its name and 15 others
+    struct stat status = {};
+    if (stat(QFile::encodeName(path).constData(), &status) != 0) {
+        qFatal("cannot read %s", qPrintable(path));
+    }
+    const QList<QByteArray> lines = readFile(QStringLiteral("/proc/diskstats")).split('\n');
+    for (const QByteArray &line : lines) {
+        const QList<QByteArray> fields = line.simplified().split(' ');
+        if (fields.size() > flushField && fields.at(0).toUInt() == major(status.st_dev)
+            && fields.at(1).toUInt() == minor(status.st_dev)) {
+            return fields.at(flushField).toLongLong();
+        }
+    }
+    return 0;
+}
+
 void waitForIdleSyslog()
 {
     const QString tasks = QStringLiteral("/proc/%1/task/")
@@ -216,14 +283,15 @@ void writeFile(const QString &path, const QByteArray &content)
     }
 }
 
-Service::Service(const QString &program)
+Service::Service(const QString &program, const QStringList &arguments, const QString &module)
+    : m_module(module)
 {
     endBootedService();
     m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     m_process.setStandardOutputFile(QProcess::nullDevice());
     m_startTime = time([&] {
-        m_process.start(program, QStringList());
-        waitForName(true);
+        m_process.start(program, arguments);
+        waitForName(module, true);
     });
 }
 
@@ -233,6 +301,7 @@ Service::~Service()
     if (!m_process.waitForFinished() || m_process.exitCode() != 0) {
         qFatal("%s did not end well", qPrintable(m_process.program()));
     }
+    waitForName(m_module, false); // else the next one seems to be there already
 }
 
 Memory Service::privateMemory() const

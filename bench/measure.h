@@ -17,10 +17,17 @@ namespace Measure {
 /// first argument. @return that number, or @p defaultRuns
 int begin(int argc, char **argv, int defaultRuns);
 
-/// Calls a method of the service. Ends the program when an error comes back.
+const QString moduleInterface = QStringLiteral("com.corvane.Quorvix.QVXInterface");
+const QString peerInterface = QStringLiteral("org.freedesktop.DBus.Peer");
+
+/// Calls a method of LoggerModule. Ends the program when an error comes back.
 /// @return its first result
 QVariant call(const QString &method, const QVariantList &arguments = {},
-              const QString &interface = QStringLiteral("com.corvane.Quorvix.QVXInterface"));
+              const QString &interface = moduleInterface);
+
+/// The same of the module @p module.
+QVariant callModule(const QString &module, const QString &method, const QVariantList &arguments,
+                    const QString &interface = moduleInterface);
 
 /// Calls a method that answers a text. Ends the program unless it answers @p expected.
 void expect(const QString &expected, const QString &method, const QVariantList &arguments);
@@ -45,6 +52,11 @@ void run(const QString &program, const QStringList &arguments);
 /// shell, and kill -hup.
 void outsideWork();
 
+/// What a change of @p count facility files cannot do without on a disk: they and the configuration
+/// are written beside, synced, renamed and their directories synced. It does it to files of its
+/// own.
+void syncedWork(int count);
+
 /// Waits until syslog-ng has done what the last hang-up signal asked it to, so that it does not
 /// take part in what is measured next.
 void waitForIdleSyslog();
@@ -52,8 +64,12 @@ void waitForIdleSyslog();
 QByteArray readFile(const QString &path);
 void writeFile(const QString &path, const QByteArray &content);
 
-/// Asks the settings service for the value of a setting.
-void askSettings(const QString &setting);
+/// The file system of @p path as the kernel calls it: "ext4", "tmpfs".
+QByteArray fileSystem(const QString &path);
+
+/// How often the disk that @p path is on was told to write what it has in its cache; 0 where there
+/// is no disk (proc_diskstats, the kernel's Documentation/admin-guide/iostats.rst).
+qint64 flushes(const QString &path);
 
 /// In KiB, as proc(5) has it in /proc/PID/smaps_rollup.
 struct Memory
@@ -62,13 +78,14 @@ struct Memory
     double written = 0; ///< Private_Dirty
 };
 
-/// A module in the place of the phone's LoggerModule.
+/// A module, started by the benchmark.
 class Service
 {
 public:
-    /// Ends the one that was booted, if it still runs, and starts @p program until its name is on
-    /// the bus.
-    explicit Service(const QString &program);
+    /// Ends the LoggerModule that was booted, if it still runs, and starts @p program until the
+    /// module @p module is on the bus.
+    explicit Service(const QString &program, const QStringList &arguments = {},
+                     const QString &module = QStringLiteral("LoggerModule"));
     ~Service();
     Q_DISABLE_COPY(Service)
 
@@ -79,6 +96,7 @@ public:
 
 private:
     QProcess m_process;
+    const QString m_module;
     double m_startTime = 0;
 };
 
