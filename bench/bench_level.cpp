@@ -64,7 +64,7 @@ int main(int argc, char *argv[])
          }},
         {"a shell script for the same", changeByScript},
         {"level of all over D-Bus", changeAll},
-        {"the outside work of all: and 11 files synced",
+        {"the outside work, and 11 files synced one by one",
          [](bool) {
              Measure::outsideWork();
              Measure::syncedWork(10);
@@ -93,8 +93,9 @@ int main(int argc, char *argv[])
     Measure::printRatio("level to the shell script", times[0] / times[3], "below 1.0",
                         times[0] < times[3]);
     Measure::printRatio("level of all to level of one", times[4] / times[0], 1.5);
-    std::printf("  flushes of the disk: level %g, its least %g, script %g, level of all %g, its "
-                "least %g\n",
-                flushes[0], flushes[2], flushes[3], flushes[4], flushes[5]);
+    std::printf(
+        "  flushes of the disk: level of one %g, its outside work with syncs %g, the script %g, "
+        "level of all %g, its outside work with syncs %g\n",
+        flushes[0], flushes[2], flushes[3], flushes[4], flushes[5]);
     return 0;
 }

@@ -284,6 +284,7 @@ void writeFile(const QString &path, const QByteArray &content)
 }
 
 Service::Service(const QString &program, const QStringList &arguments, const QString &module)
+    : m_module(module)
 {
     endBootedService();
     m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
@@ -300,6 +301,7 @@ Service::~Service()
     if (!m_process.waitForFinished() || m_process.exitCode() != 0) {
         qFatal("%s did not end well", qPrintable(m_process.program()));
     }
+    waitForName(m_module, false); // else the next one seems to be there already
 }
 
 Memory Service::privateMemory() const

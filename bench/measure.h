@@ -96,6 +96,7 @@ public:
 
 private:
     QProcess m_process;
+    const QString m_module;
     double m_startTime = 0;
 };
 
