@@ -1,5 +1,6 @@
 // Stands in for a fuzzing engine where there is none: runs a target over its corpus, and then over
-// a given number of mutations of it that depend on a seed only. SPDX-License-Identifier: MIT
+// a given number of mutations of it that depend on a seed only.
+// SPDX-License-Identifier: MIT
 #include <algorithm>
 #include <array>
 #include <csignal>

@@ -1,5 +1,6 @@
 // Takes a fuzzer's bytes apart. Inputs are texts of lines, so that a person can write and read
-// them. SPDX-License-Identifier: MIT
+// them.
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include <QByteArray>

@@ -1,6 +1,7 @@
 // Ten clients call everything there is for a long time: every call is answered, and the service
 // uses no more of anything than before. The environment variable SOAK_CALLS makes it longer,
-// RANDOM_SEED repeats a run. SPDX-License-Identifier: MIT
+// RANDOM_SEED repeats a run.
+// SPDX-License-Identifier: MIT
 #include "support/phone.h"
 
 #include <QDBusConnection>

@@ -1,5 +1,6 @@
 // Programs run to their end: what they get, what is said of their ends, and that nothing of one
-// that is stopped goes on. SPDX-License-Identifier: MIT
+// that is stopped goes on.
+// SPDX-License-Identifier: MIT
 #include "syslogconf/childprocess.h"
 
 #include "support/faults.h"
