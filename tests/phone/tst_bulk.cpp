@@ -757,7 +757,6 @@ void tst_Bulk::eachItemReloadsSyslog()
     QCOMPARE(Reloads::count(), 2);
     const QByteArray pid = QByteArray::number(getpid());
     QCOMPARE(Phone::read(Reloads::record), "-hup " + pid + "\n-hup " + pid + '\n');
-    QTRY_VERIFY(syslog.count() >= 1);
 }
 
 void tst_Bulk::corruptedFacilityFileStillSendsTheEvent()
