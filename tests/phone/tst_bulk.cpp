@@ -9,7 +9,6 @@
 #include "support/heldcheck.h"
 #include "support/logcapture.h"
 #include "support/phone.h"
-#include "support/reloads.h"
 #include "support/testablemodule.h"
 
 #include <QDBusPendingCall>

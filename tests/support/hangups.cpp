@@ -1,4 +1,4 @@
-// The program that counts for HangUps, and its notes.
+// The program that notes the hang-ups, and what it has noted.
 // SPDX-License-Identifier: MIT
 #include "hangups.h"
 
@@ -15,34 +15,44 @@
 namespace {
 
 const QString notes = QStringLiteral("/run/phone/hangups");
-const QString sent = notes + QStringLiteral("/sent");
 const QString watchedPath = notes + QStringLiteral("/watched");
 const QString watchedBytes = notes + QStringLiteral("/content");
-const QString program = QStringLiteral("/usr/sbin/kill");
 
-/// Once for the life of the phone.
-void standBeforeKill()
+/// The hang-ups of the record that went to this process.
+int sentToThisProcess()
 {
-    const QString fake = QDir::cleanPath(Faults::fake(QStringLiteral("noting/kill")));
-    if (QFile::symLinkTarget(program) == fake) {
-        return;
-    }
-    if (!QDir().mkpath(notes) || !QFile::link(fake, program)) {
-        qFatal("nothing can stand before kill on the search path");
-    }
-}
-
-/// The hang-ups that were ever sent to this process.
-int allSent()
-{
-    return Phone::read(sent).split('\n').count("-hup " + QByteArray::number(getpid()));
+    return Phone::read(Reloads::record).split('\n').count("-hup " + QByteArray::number(getpid()));
 }
 
 } // namespace
 
+namespace Reloads {
+
+void install()
+{
+    const QString program = QStringLiteral("/usr/sbin/kill");
+    const QString noting = QDir::cleanPath(Faults::fake(QStringLiteral("noting/kill")));
+    if (QFile::symLinkTarget(program) != noting
+        && (!QDir().mkpath(notes) || !QFile::link(noting, program))) {
+        qFatal("nothing can stand before kill on the search path");
+    }
+}
+
+void reset()
+{
+    Phone::write(record, "");
+}
+
+int count()
+{
+    return Phone::read(record).count('\n');
+}
+
+} // namespace Reloads
+
 HangUps::HangUps(const QString &watched) : m_savedPidFile(Phone::read(Phone::pidFile))
 {
-    standBeforeKill();
+    Reloads::install();
     // It must not end this process, and not be ignored in the programs that this one starts.
     struct sigaction action = {};
     action.sa_handler = [](int) {};
@@ -53,7 +63,7 @@ HangUps::HangUps(const QString &watched) : m_savedPidFile(Phone::read(Phone::pid
     if (!watched.isEmpty()) {
         Phone::write(watchedPath, QFile::encodeName(watched));
     }
-    m_before = allSent();
+    m_before = sentToThisProcess();
     Phone::write(Phone::pidFile, QByteArray::number(getpid()) + '\n');
 }
 
@@ -64,7 +74,7 @@ HangUps::~HangUps()
 
 int HangUps::count() const
 {
-    return allSent() - m_before;
+    return sentToThisProcess() - m_before;
 }
 
 QByteArray HangUps::watchedContent() const
