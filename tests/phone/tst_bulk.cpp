@@ -9,7 +9,6 @@
 #include "support/heldcheck.h"
 #include "support/logcapture.h"
 #include "support/phone.h"
-#include "support/reloads.h"
 #include "support/testablemodule.h"
 
 #include <QDBusPendingCall>
@@ -757,7 +756,6 @@ void tst_Bulk::eachItemReloadsSyslog()
     QCOMPARE(Reloads::count(), 2);
     const QByteArray pid = QByteArray::number(getpid());
     QCOMPARE(Phone::read(Reloads::record), "-hup " + pid + "\n-hup " + pid + '\n');
-    QTRY_VERIFY(syslog.count() >= 1);
 }
 
 void tst_Bulk::corruptedFacilityFileStillSendsTheEvent()

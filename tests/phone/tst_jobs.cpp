@@ -3,9 +3,9 @@
 // SPDX-License-Identifier: MIT
 #include "support/configtext.h"
 #include "support/faults.h"
+#include "support/hangups.h"
 #include "support/phone.h"
 #include "support/processes.h"
-#include "support/reloads.h"
 
 #include <QDBusArgument>
 #include <QElapsedTimer>

@@ -167,11 +167,29 @@ void tst_Restart::processGetsExactlyOneHangUp()
     const LogCapture log;
 
     m_module.restart();
-    QTRY_COMPARE(hangUps.count(), 1);
+    QCOMPARE(hangUps.count(), 1);
     QCOMPARE(Faults::logged(log), QStringList {success});
 
     m_module.restart();
-    QTRY_COMPARE(hangUps.count(), 2);
+    QCOMPARE(hangUps.count(), 2);
+
+    QProcess process;
+    process.start(
+        QStringLiteral("sh"),
+        {QStringLiteral("-c"),
+         QStringLiteral("trap 'echo hang-up' HUP; echo ready; read -r word; read -r word")});
+    QByteArray output;
+    const auto says = [&](const QByteArray &text) {
+        return QTest::qWaitFor([&] { return (output += process.readAll()) == text; }, 20000);
+    };
+    QVERIFY(says("ready\n"));
+    Phone::write(Phone::pidFile, QByteArray::number(process.processId()));
+    m_module.restart();
+    QVERIFY2(says("ready\nhang-up\n"), output.constData());
+    QCOMPARE(hangUps.count(), 2);
+    process.closeWriteChannel();
+    QVERIFY(process.waitForFinished());
+    QCOMPARE(output + process.readAll(), QByteArray("ready\nhang-up\n"));
 }
 
 void tst_Restart::outcomeOfKillIsNotLookedAt_data()
