@@ -1,21 +1,18 @@
-// The remote log server: what the service asks the settings service for when it starts, how it
-// copes with each kind of answer, and what it does when a setting changes.
+// The remote log server when the service starts: what it asks the settings service for, how it
+// copes with each kind of answer, and that it follows changes from then on.
 // SPDX-License-Identifier: MIT
-#include "destinations/remoteserver.h"
 #include "support/activities.h"
+#include "support/configlog.h"
 #include "support/configtext.h"
-#include "support/faults.h"
 #include "support/hangups.h"
-#include "support/logcapture.h"
 #include "support/phone.h"
-#include "support/testablemodule.h"
+#include "support/remoteserverlog.h"
 
 #include <QVX/setting.h>
 
 #include <QDBusArgument>
 #include <QDBusConnection>
 #include <QDBusMessage>
-#include <QDir>
 #include <QMap>
 #include <QTest>
 
@@ -24,109 +21,51 @@
 
 namespace {
 
+using namespace RemoteServerLog;
+using ConfigText::facilityFiles;
 using ConfigText::withAllDestinations;
-using ConfigText::withRedirection;
+using ConfigText::withAllRedirections;
 
-const QStringList &activities = Phone::activityNames;
+const QString serviceLog = "/var/log/LoggerModule.log"_s;
 
-const QString serviceLog = QStringLiteral("/var/log/LoggerModule.log");
+const QString address = "LogRemoteServerAddress"_s;
+const QString port = "LogRemoteServerPort"_s;
+const QString protocol = "LogRemoteServerProtocol"_s;
+const QString exist = "LogRemoteServerExist"_s;
 
-const QString address = QStringLiteral("LogRemoteServerAddress");
-const QString port = QStringLiteral("LogRemoteServerPort");
-const QString protocol = QStringLiteral("LogRemoteServerProtocol");
-const QString exist = QStringLiteral("LogRemoteServerExist");
+const QString start = "Method::initLogServerStruct()"_s;
+const QString gotAddress = "Method::initLogServerStruct got IP address"_s;
+const QString errorOnAddress = "Method::initLogServerStruct got error on IP address"_s;
+const QString exists = "A remote server exists"_s;
 
-const QString start = QStringLiteral("Method::initLogServerStruct()");
-const QString gotAddress = QStringLiteral("Method::initLogServerStruct got IP address");
-const QString errorOnAddress
-    = QStringLiteral("Method::initLogServerStruct got error on IP address");
-const QString exists = QStringLiteral("A remote server exists");
-const QString exits = QStringLiteral("A remote server exits");
-const QString none = QStringLiteral("No remote server");
-const QString notSet = QStringLiteral("[REDIRECT] IP destination address not valid ");
-const QString notValid = QStringLiteral("[REDIRECT] destination parameter not valid: ");
-const QString serverAddress = QStringLiteral("Remote Server Address : ");
-
-const QString udpServer = QStringLiteral("udp(\"10.1.2.3\" port(514))");
-
-/// The lines of an edit of every activity, and of the facility files.
-QStringList editLines()
+/// How the settings service answers one question.
+struct Answer
 {
-    QStringList lines {QStringLiteral("File logappli.conf.tmp  OK"),
-                       QStringLiteral("[restart]process success.")};
-    for (const QString &activity : activities) {
-        lines.append(QStringLiteral("Configuration file to change : ") + activity);
-    }
-    return lines;
-}
+    enum Kind { InTime, Error, Late };
 
-/// The lines about sending every activity to @p destination, from the building of the text on.
-QStringList appliedLines(const QString &destination)
+    QVariantList arguments;
+    Kind kind = InTime;
+};
+
+const Answer errorAnswer {{}, Answer::Error};
+const Answer lateAnswer {{}, Answer::Late};
+const Answer number {{514}};
+const Answer nothing;
+
+using Answers = QMap<QString, Answer>;
+
+Answers answers(const char *flag, const char *host, const char *portNumber, const char *kind)
 {
-    return QStringList(serverAddress + destination) + editLines()
-        + QStringList(QStringLiteral("All facilities redirected to : ") + destination
-                      + QStringLiteral(" "));
-}
-
-/// The same for a destination that is refused.
-QStringList refusedLines(const QString &destination)
-{
-    return {serverAddress + destination, notValid + destination};
-}
-
-QStringList withoutReaderLines(const QStringList &lines)
-{
-    QStringList own;
-    for (const QString &line : lines) {
-        if (!line.startsWith(QLatin1String("facility : "))) {
-            own.append(line);
-        }
-    }
-    return own;
-}
-
-using Files = QMap<QString, QByteArray>;
-
-Files facilityFiles()
-{
-    Files files;
-    for (const QString &activity : activities) {
-        files.insert(activity, Faults::state(Phone::facilityFile(activity)));
-    }
-    return files;
-}
-
-Files withAllRedirections(Files files, const QString &redirection)
-{
-    for (QByteArray &content : files) {
-        content = withRedirection(content, redirection);
-    }
-    return files;
-}
-
-Setting setting(const QString &value)
-{
-    Setting setting;
-    setting.name = QStringLiteral("whatever it is called");
-    setting.value = value;
-    setting.defaultValue = QStringLiteral("true");
-    return setting;
+    const auto text = [](const char *value) { return Answer {{QString::fromLatin1(value)}}; };
+    return {{exist, text(flag)},
+            {address, text(host)},
+            {port, text(portNumber)},
+            {protocol, text(kind)}};
 }
 
 } // namespace
 
-/// How the stand-in answers one question.
-struct Answer
-{
-    enum Kind { Text, Error, WrongType, NoArgument, Late };
-
-    Kind kind = Text;
-    QString text;
-};
-
-using Answers = QMap<QString, Answer>;
 Q_DECLARE_METATYPE(Answers)
-Q_DECLARE_METATYPE(RemoteServerConfig)
 
 /// The settings service of this test, in the test's own process.
 class StandIn : public QObject
@@ -157,44 +96,31 @@ public:
     void answerAtLast()
     {
         for (const QDBusMessage &question : qAsConst(m_unanswered)) {
-            QDBusConnection::systemBus().send(question.createReply(QStringLiteral("too late")));
+            QDBusConnection::systemBus().send(question.createReply("too late"_s));
         }
         m_unanswered.clear();
     }
 
-    inline static const QString name = QStringLiteral("com.corvane.Quorvix.SettingsManager");
+    inline static const QString name = "com.corvane.Quorvix.SettingsManager"_s;
 
 public Q_SLOTS:
-    QString getSettingValue(const QString &settingName, const QDBusMessage &message)
+    void getSettingValue(const QString &settingName, const QDBusMessage &question)
     {
         m_asked.append(settingName);
+        question.setDelayedReply(true);
         const Answer answer = m_answers.value(settingName);
-        switch (answer.kind) {
-        case Answer::Text:
-            return answer.text;
-        case Answer::Error:
-            message.setDelayedReply(true);
-            QDBusConnection::systemBus().send(message.createErrorReply(
-                QStringLiteral("com.corvane.Quorvix.Error"), QStringLiteral("no such setting")));
-            break;
-        case Answer::WrongType:
-            message.setDelayedReply(true);
-            QDBusConnection::systemBus().send(message.createReply(514));
-            break;
-        case Answer::NoArgument:
-            message.setDelayedReply(true);
-            QDBusConnection::systemBus().send(message.createReply());
-            break;
-        case Answer::Late:
-            message.setDelayedReply(true);
-            m_unanswered.append(message);
-            break;
+        if (answer.kind == Answer::Late) {
+            m_unanswered.append(question);
+            return;
         }
-        return {};
+        QDBusConnection::systemBus().send(
+            answer.kind == Answer::Error
+                ? question.createErrorReply("com.corvane.Quorvix.Error"_s, "no such setting"_s)
+                : question.createReply(answer.arguments));
     }
 
 private:
-    inline static const QString path = QStringLiteral("/com/corvane/Quorvix/SettingsManager");
+    inline static const QString path = "/com/corvane/Quorvix/SettingsManager"_s;
 
     const Answers m_answers;
     QStringList m_asked;
@@ -215,26 +141,19 @@ private Q_SLOTS:
     void settingsAtStart();
     void settingsServiceIsAbsentAtStart();
     void settingsServiceIsLateAtStart();
-    void withoutBusEachCallIsAnError();
-    void failedCallsLeaveTheRecord();
-
-    void changedSetting_data();
-    void changedSetting();
-    void refusedValueStaysStored();
     void linesNeedTheDebugLevel();
-    void linesAboutTheAddressNeedTheDebugLevel_data();
-    void linesAboutTheAddressNeedTheDebugLevel();
 
-    void changesOverTheBusWithAServerAtStart();
-    void changesOverTheBusWithoutServerAtStart();
+    void changesOverTheBus();
 
 private:
     /// What the service has logged since the test began, up to @p last.
     QStringList serviceLines(const QString &last) const;
     void change(const QString &method, const QString &value);
+    /// Whether every activity and every facility file has @p destination.
+    bool destinationIs(const QString &destination) const;
 
     QByteArray m_config;
-    Files m_facilities;
+    ConfigText::FacilityFiles m_facilities;
     int m_fence = 0;
     qint64 m_logStart = 0;
     std::unique_ptr<HangUps> m_syslog; ///< the daemon keeps writing the service's log file
@@ -245,7 +164,7 @@ void tst_RemoteServer::initTestCase()
     QVERIFY2(Phone::isBox(), "runs in the phone in a box only");
     registerDBusSetting();
     Phone::stopBootedService();
-    const QString settingsPid = QStringLiteral("/run/phone/SettingsManager.pid");
+    const QString settingsPid = "/run/phone/SettingsManager.pid"_s;
     const int pid = Phone::read(settingsPid).trimmed().toInt();
     QVERIFY(pid > 0);
     QVERIFY(QFile::remove(settingsPid));
@@ -255,16 +174,14 @@ void tst_RemoteServer::initTestCase()
     // The service and the daemon at debug level, so that every line of the service is in its log.
     Phone::resetConfiguration();
     m_config = Phone::read(Phone::liveConfig);
-    const int block = m_config.indexOf("# BEGIN LoggerModule\n");
-    QVERIFY(block >= 0);
-    m_config.replace(m_config.indexOf("level(err..", block), 11, "level(debug..");
+    m_config = ConfigText::withLevel(m_config, "LoggerModule"_s, "debug");
     Phone::write(Phone::liveConfig, m_config);
-    const QString file = Phone::facilityFile(QStringLiteral("LoggerModule"));
+    const QString file = Phone::facilityFile("LoggerModule"_s);
     Phone::write(file, Phone::read(file).replace(0, 1, "7"));
     m_facilities = facilityFiles();
     QCOMPARE(::kill(Phone::read(Phone::pidFile).trimmed().toInt(), SIGHUP), 0);
-    QVERIFY(Phone::logUntilSeen(Phone::activity(QStringLiteral("LoggerModule")), serviceLog,
-                                QStringLiteral("at debug level"), QStringLiteral("debug")));
+    QVERIFY(Phone::logUntilSeen(Phone::activity("LoggerModule"_s), serviceLog, "at debug level"_s,
+                                "debug"_s));
 }
 
 void tst_RemoteServer::init()
@@ -272,14 +189,11 @@ void tst_RemoteServer::init()
     m_syslog = std::make_unique<HangUps>();
     Phone::write(Phone::liveConfig, m_config);
     Phone::write(Phone::backup, m_config + "# the backup\n");
-    for (auto file = m_facilities.cbegin(); file != m_facilities.cend(); ++file) {
-        Phone::write(Phone::facilityFile(file.key()), file.value());
-    }
-    remoteServerConfig = {};
+    ConfigText::putFacilityFiles(m_facilities);
     // The daemon writes in order, so nothing of an earlier service comes behind this line.
     const QByteArray fence = QByteArray::number(++m_fence) + " at debug level\n";
-    Phone::logMessage(QStringLiteral("LoggerModule"), QStringLiteral("daemon"),
-                      QStringLiteral("debug"), QString::fromLatin1(fence.trimmed()));
+    Phone::logMessage("LoggerModule"_s, "daemon"_s, "debug"_s,
+                      QString::fromLatin1(fence.trimmed()));
     QVERIFY(Phone::waitForContent(serviceLog, ": " + fence));
     m_logStart = Phone::read(serviceLog).size();
 }
@@ -314,441 +228,166 @@ QStringList tst_RemoteServer::serviceLines(const QString &last) const
     if (!complete) {
         qWarning("the log does not contain: %s", qPrintable(last));
     }
-    return withoutReaderLines(lines);
+    return ConfigLog::withoutListing(lines);
 }
 
 void tst_RemoteServer::change(const QString &method, const QString &value)
 {
-    const QDBusMessage reply = Phone::call(method, {QVariant::fromValue(setting(value))});
+    Setting setting;
+    setting.name = "whatever it is called"_s;
+    setting.value = value;
+    setting.defaultValue = "true"_s;
+    const QDBusMessage reply = Phone::call(method, {QVariant::fromValue(setting)});
     QCOMPARE(reply.type(), QDBusMessage::ReplyMessage);
-    QCOMPARE(reply.signature(), QStringLiteral("a(sssssssiiia(ss)bbs)"));
+    QCOMPARE(reply.signature(), "a(sssssssiiia(ss)bbs)"_s);
     QCOMPARE(qdbus_cast<ListSetting>(reply.arguments().value(0)).size(), 0);
 }
 
-// -------------------------------------------------------------------------------------- At start
+bool tst_RemoteServer::destinationIs(const QString &destination) const
+{
+    return Phone::read(Phone::liveConfig) == withAllDestinations(m_config, destination)
+        && facilityFiles() == withAllRedirections(m_facilities, destination);
+}
 
 void tst_RemoteServer::settingsAtStart_data()
 {
-    QTest::addColumn<Answers>("answers");
+    QTest::addColumn<Answers>("given");
     QTest::addColumn<QStringList>("lines");
     QTest::addColumn<QString>("destination"); // empty: nothing changes
 
-    const auto text = [](const char *value) {
-        return Answer {Answer::Text, QString::fromLatin1(value)};
+    const auto row = [](const QByteArray &name, const Answers &given, const QStringList &lines,
+                        const QString &destination = {}) {
+        QTest::newRow(name) << given << lines << destination;
     };
-    const auto all
-        = [&](const char *exists, const char *host, const char *number, const char *kind) {
-              return Answers {{exist, text(exists)},
-                              {address, text(host)},
-                              {port, text(number)},
-                              {protocol, text(kind)}};
-          };
-    const auto instead = [](Answers answers, const QString &name, Answer::Kind kind) {
-        answers[name].kind = kind;
-        return answers;
-    };
-    const Answers good = all("true", "10.1.2.3", "514", "udp");
-    const QString nothing;
-    const QStringList begin {start, gotAddress};
-
-    QTest::newRow("server") << good
-                            << QStringList(begin + QStringList(exists) + appliedLines(udpServer))
-                            << udpServer;
-    const QString tcpServer = QStringLiteral("tcp(\"localhost\" port(601))");
-    QTest::newRow("server by name and tcp")
-        << all("true", "localhost", "601", "tcp")
-        << QStringList(begin + QStringList(exists) + appliedLines(tcpServer)) << tcpServer;
-
-    for (const char *other : {"false", "", "TRUE", "True", "true ", "1", "UNDEFINED"}) {
-        QTest::addRow("whether it exists is '%s'", other)
-            << all(other, "10.1.2.3", "514", "udp") << QStringList(begin + QStringList(none))
-            << nothing;
+    const QStringList begin {start, gotAddress, exists};
+    const QString udpServer = R"(udp("10.1.2.3" port(514)))"_s;
+    const QString tcpServer = R"(tcp("localhost" port(601)))"_s;
+    const Answers good = answers("true", "10.1.2.3", "514", "udp");
+    row("server", good, begin + applied(udpServer), udpServer);
+    row("server by name and tcp", answers("true", "localhost", "601", "tcp"),
+        begin + applied(tcpServer), tcpServer);
+    for (const char *other : {"false", "", "TRUE", "true ", "1", "UNDEFINED"}) {
+        row("whether it exists is '" + QByteArray(other) + '\'',
+            answers(other, "10.1.2.3", "514", "udp"), {start, gotAddress, none});
     }
-    QTest::newRow("no address") << all("true", "UNDEFINED", "514", "udp")
-                                << QStringList(begin + QStringList({exists, notSet})) << nothing;
-    QTest::newRow("no port") << all("true", "10.1.2.3", "UNDEFINED", "udp")
-                             << QStringList(begin + QStringList({exists, notSet})) << nothing;
-    QTest::newRow("no protocol") << all("true", "10.1.2.3", "514", "UNDEFINED")
-                                 << QStringList(begin + QStringList({exists, notSet})) << nothing;
-    QTest::newRow("empty values") << all("true", "", "", "")
-                                  << QStringList(begin + QStringList(exists)
-                                                 + refusedLines(QStringLiteral("(\"\" port())")))
-                                  << nothing;
-    QTest::newRow("protocol in capitals")
-        << all("true", "10.1.2.3", "514", "UDP")
-        << QStringList(begin + QStringList(exists)
-                       + refusedLines(QStringLiteral("UDP(\"10.1.2.3\" port(514))")))
-        << nothing;
-    QTest::newRow("port 0") << all("true", "10.1.2.3", "0", "udp")
-                            << QStringList(
-                                   begin + QStringList(exists)
-                                   + refusedLines(QStringLiteral("udp(\"10.1.2.3\" port(0))")))
-                            << nothing;
+    row("no address", answers("true", "UNDEFINED", "514", "udp"),
+        begin + QStringList(Redirecting::notSet));
+    row("empty values", answers("true", "", "", ""), begin + refused(R"(("" port()))"_s));
 
+    const auto instead = [&](const QString &name, const Answer &answer) {
+        Answers changed = good;
+        changed[name] = answer;
+        return changed;
+    };
     // Only the address has a line of its own for what is no text.
-    const QList<QPair<const char *, Answer::Kind>> noTexts {{"error", Answer::Error},
-                                                            {"wrong type", Answer::WrongType},
-                                                            {"nothing", Answer::NoArgument}};
-    for (const auto &kind : noTexts) {
-        QTest::addRow("%s for the address", kind.first)
-            << instead(good, address, kind.second)
-            << QStringList(QStringList({start, errorOnAddress, exists})
-                           + refusedLines(QStringLiteral("udp(\"\" port(514))")))
-            << nothing;
-        QTest::addRow("%s for the port", kind.first)
-            << instead(good, port, kind.second)
-            << QStringList(begin + QStringList(exists)
-                           + refusedLines(QStringLiteral("udp(\"10.1.2.3\" port())")))
-            << nothing;
-        QTest::addRow("%s for the protocol", kind.first)
-            << instead(good, protocol, kind.second)
-            << QStringList(begin + QStringList(exists)
-                           + refusedLines(QStringLiteral("(\"10.1.2.3\" port(514))")))
-            << nothing;
-        QTest::addRow("%s for whether it exists", kind.first)
-            << instead(good, exist, kind.second) << QStringList(begin + QStringList(none))
-            << nothing;
-    }
+    const QStringList noAddress
+        = QStringList {start, errorOnAddress, exists} + refused(R"(udp("" port(514)))"_s);
+    const QStringList noPort = begin + refused(R"(udp("10.1.2.3" port()))"_s);
+    row("error for the address", instead(address, errorAnswer), noAddress);
+    row("number for the address", instead(address, number), noAddress);
+    row("nothing for the address", instead(address, nothing), noAddress);
+    row("error for the port", instead(port, errorAnswer), noPort);
+    row("number for the port", instead(port, number), noPort);
+    row("error for the protocol", instead(protocol, errorAnswer),
+        begin + refused(R"(("10.1.2.3" port(514)))"_s));
+    row("error for whether it exists", instead(exist, errorAnswer), {start, gotAddress, none});
 }
 
 void tst_RemoteServer::settingsAtStart()
 {
-    QFETCH(Answers, answers);
+    QFETCH(Answers, given);
     QFETCH(QStringList, lines);
     QFETCH(QString, destination);
-    const StandIn settings(answers);
+    const StandIn settings(given);
     Phone::Service service;
     QCOMPARE(settings.asked(), QStringList({address, port, protocol, exist}));
     QCOMPARE(serviceLines(lines.last()), lines);
-    const bool applied = !destination.isEmpty();
-    QCOMPARE(Phone::read(Phone::liveConfig),
-             applied ? withAllDestinations(m_config, destination) : m_config);
-    QCOMPARE(facilityFiles(),
-             applied ? withAllRedirections(m_facilities, destination) : m_facilities);
-    QTRY_COMPARE(m_syslog->count(), applied ? 1 : 0);
+    const bool isApplied = !destination.isEmpty();
+    if (isApplied) {
+        QVERIFY(destinationIs(destination));
+    } else {
+        QCOMPARE(Phone::read(Phone::liveConfig), m_config);
+        QCOMPARE(facilityFiles(), m_facilities);
+    }
+    QTRY_COMPARE(m_syslog->count(), isApplied ? 1 : 0);
     QCOMPARE(service.stop(), 0);
 }
 
 void tst_RemoteServer::settingsServiceIsAbsentAtStart()
 {
     Phone::Service service;
-    const QString reason = QStringLiteral("The name com.corvane.Quorvix.SettingsManager was not "
-                                          "provided by any .service files");
-    QCOMPARE(serviceLines(none),
-             QStringList({start, QStringLiteral("syncRemoteCall error : ") + reason,
-                          QStringLiteral("syncRemotecall error : ") + reason,
-                          QStringLiteral("syncRemoteCall error : ") + reason,
-                          QStringLiteral("syncRemoteCall error : ") + reason, none}));
+    const QString reason = "The name com.corvane.Quorvix.SettingsManager was not provided by any "
+                           ".service files"_s;
+    QCOMPARE(
+        serviceLines(none),
+        QStringList({start, "syncRemoteCall error : "_s + reason,
+                     "syncRemotecall error : "_s + reason, "syncRemoteCall error : "_s + reason,
+                     "syncRemoteCall error : "_s + reason, none}));
     QCOMPARE(Phone::read(Phone::liveConfig), m_config);
     QCOMPARE(facilityFiles(), m_facilities);
-    QVERIFY(Phone::text(QStringLiteral("redirect")).startsWith(QStringLiteral("   ACTIVITY")));
+    QVERIFY(Phone::text("redirect"_s).startsWith("   ACTIVITY"_s));
     QCOMPARE(service.stop(), 0);
 }
 
 void tst_RemoteServer::settingsServiceIsLateAtStart()
 {
-    StandIn settings({{address, {Answer::Late, QString()}},
-                      {port, {Answer::Text, QStringLiteral("514")}},
-                      {protocol, {Answer::Text, QStringLiteral("udp")}},
-                      {exist, {Answer::Text, QStringLiteral("true")}}});
+    Answers given = answers("true", "10.1.2.3", "514", "udp");
+    given[address] = lateAnswer;
+    StandIn settings(given);
     Phone::Service service;
     QCOMPARE(settings.asked(), QStringList({address, port, protocol, exist}));
-    const QString refused = QStringLiteral("udp(\"\" port(514))");
-    QStringList lines = serviceLines(notValid + refused);
-    QVERIFY2(
-        lines.value(1).startsWith(QLatin1String("syncRemoteCall error : Did not receive a reply.")),
-        qPrintable(lines.value(1)));
+    const QStringList expected = refused(R"(udp("" port(514)))"_s);
+    QStringList lines = serviceLines(expected.last());
+    QVERIFY2(lines.value(1).startsWith("syncRemoteCall error : Did not receive a reply."_s),
+             qPrintable(lines.value(1)));
     lines.removeAt(1);
-    QCOMPARE(lines, QStringList({start, exists}) + refusedLines(refused));
+    QCOMPARE(lines, QStringList({start, exists}) + expected);
 
     // An answer that comes after all is nobody's.
     settings.answerAtLast();
-    change(QStringLiteral("logRemoteServerPort"), QStringLiteral("601"));
-    const QString later = QStringLiteral("udp(\"\" port(601))");
-    QVERIFY(serviceLines(notValid + later).contains(serverAddress + later));
+    change("logRemoteServerPort"_s, "601"_s);
+    const QStringList later = refused(R"(udp("" port(601)))"_s);
+    QVERIFY(serviceLines(later.last()).contains(later.first()));
     QCOMPARE(Phone::read(Phone::liveConfig), m_config);
     QCOMPARE(service.stop(), 0);
-}
-
-void tst_RemoteServer::withoutBusEachCallIsAnError()
-{
-    const LogCapture log;
-    TestableModule module;
-    module.initLogServerStruct();
-    const QString reason = QStringLiteral("The module is not connected to the bus");
-    QCOMPARE(Faults::logged(log),
-             QStringList({QStringLiteral("7 ") + start,
-                          QStringLiteral("3 syncRemoteCall error : ") + reason,
-                          QStringLiteral("3 syncRemotecall error : ") + reason,
-                          QStringLiteral("3 syncRemoteCall error : ") + reason,
-                          QStringLiteral("3 syncRemoteCall error : ") + reason,
-                          QStringLiteral("7 ") + none}));
-    QCOMPARE(remoteServerConfig.exist, QString());
-    QCOMPARE(remoteServerConfig.address, QString());
-    QCOMPARE(remoteServerConfig.port, QString());
-    QCOMPARE(remoteServerConfig.protocol, QString());
-}
-
-void tst_RemoteServer::failedCallsLeaveTheRecord()
-{
-    const LogCapture log;
-    remoteServerConfig = {QStringLiteral("true"), QStringLiteral("10.1.2.3"), QStringLiteral("514"),
-                          QStringLiteral("udp")};
-    TestableModule module;
-    module.initLogServerStruct();
-    // What was there before is applied.
-    QCOMPARE(withoutReaderLines(log.debugs()),
-             QStringList({start, exists}) + appliedLines(udpServer));
-    QCOMPARE(log.errors().size(), 4);
-    QCOMPARE(Phone::read(Phone::liveConfig), withAllDestinations(m_config, udpServer));
-}
-
-// ------------------------------------------------------------------------------ Changed settings
-
-void tst_RemoteServer::changedSetting_data()
-{
-    QTest::addColumn<RemoteServerConfig>("record");
-    QTest::addColumn<QString>("method");
-    QTest::addColumn<QString>("value");
-    QTest::addColumn<RemoteServerConfig>("recordAfter");
-    QTest::addColumn<QStringList>("lines");
-    QTest::addColumn<QString>("destination"); // empty: nothing changes
-
-    const QString existMethod = QStringLiteral("exist");
-    const QString addressMethod = QStringLiteral("address");
-    const QString portMethod = QStringLiteral("port");
-    const QString protocolMethod = QStringLiteral("protocol");
-    const QString yes = QStringLiteral("true");
-    const QString nothing;
-    const RemoteServerConfig good {yes, QStringLiteral("10.1.2.3"), QStringLiteral("514"),
-                                   QStringLiteral("udp")};
-    const auto with = [&](const QString &exists, const char *host = "10.1.2.3",
-                          const char *number = "514", const char *kind = "udp") {
-        return RemoteServerConfig {exists, QString::fromLatin1(host), QString::fromLatin1(number),
-                                   QString::fromLatin1(kind)};
-    };
-    const QString predefined = QStringLiteral("predefined");
-
-    // Whether there is a server: done at once, and never remembered.
-    for (const char *flag : {"true", "false", "", "UNDEFINED"}) {
-        const RemoteServerConfig record = with(QString::fromLatin1(flag));
-        QTest::addRow("on, flag '%s'", flag)
-            << record << existMethod << yes << record
-            << QStringList(QStringList(exits) + appliedLines(udpServer)) << udpServer;
-        QTest::addRow("off, flag '%s'", flag)
-            << record << existMethod << QStringLiteral("false") << record
-            << QStringList(QStringList(none) + editLines()) << predefined;
-    }
-    for (const char *value : {"", "TRUE", "true ", "1", "UNDEFINED"}) {
-        QTest::addRow("'%s' is off", value)
-            << good << existMethod << QString::fromLatin1(value) << good
-            << QStringList(QStringList(none) + editLines()) << predefined;
-    }
-    QTest::newRow("on, nothing read")
-        << RemoteServerConfig() << existMethod << yes << RemoteServerConfig()
-        << QStringList(QStringList(exits) + refusedLines(QStringLiteral("(\"\" port())")))
-        << nothing;
-    QTest::newRow("on, address not set")
-        << with(yes, "UNDEFINED") << existMethod << yes << with(yes, "UNDEFINED")
-        << QStringList({exits, notSet}) << nothing;
-
-    // The three others follow the flag of the start.
-    const QString moved = QStringLiteral("udp(\"loghost\" port(514))");
-    QTest::newRow("address") << good << addressMethod << QStringLiteral("loghost")
-                             << with(yes, "loghost") << appliedLines(moved) << moved;
-    const QString otherPort = QStringLiteral("udp(\"10.1.2.3\" port(1514))");
-    QTest::newRow("port") << good << portMethod << QStringLiteral("1514")
-                          << with(yes, "10.1.2.3", "1514") << appliedLines(otherPort) << otherPort;
-    const QString otherProtocol = QStringLiteral("tcp(\"10.1.2.3\" port(514))");
-    QTest::newRow("protocol") << good << protocolMethod << QStringLiteral("tcp")
-                              << with(yes, "10.1.2.3", "514", "tcp") << appliedLines(otherProtocol)
-                              << otherProtocol;
-    for (const char *flag : {"false", "", "TRUE", "true ", "UNDEFINED"}) {
-        const QString no = QString::fromLatin1(flag);
-        QTest::addRow("address, flag '%s'", flag)
-            << with(no) << addressMethod << QStringLiteral("loghost") << with(no, "loghost")
-            << QStringList() << nothing;
-        QTest::addRow("port, flag '%s'", flag)
-            << with(no) << portMethod << QStringLiteral("1514") << with(no, "10.1.2.3", "1514")
-            << QStringList() << nothing;
-        QTest::addRow("protocol, flag '%s'", flag)
-            << with(no) << protocolMethod << QStringLiteral("tcp")
-            << with(no, "10.1.2.3", "514", "tcp") << QStringList() << nothing;
-    }
-    QTest::newRow("protocol in capitals")
-        << good << protocolMethod << QStringLiteral("UDP") << with(yes, "10.1.2.3", "514", "UDP")
-        << refusedLines(QStringLiteral("UDP(\"10.1.2.3\" port(514))")) << nothing;
-    QTest::newRow("port 0") << good << portMethod << QStringLiteral("0")
-                            << with(yes, "10.1.2.3", "0")
-                            << refusedLines(QStringLiteral("udp(\"10.1.2.3\" port(0))")) << nothing;
-    QTest::newRow("address with colons")
-        << good << addressMethod << QStringLiteral("fe80::1") << with(yes, "fe80::1")
-        << refusedLines(QStringLiteral("udp(\"fe80::1\" port(514))")) << nothing;
-    QTest::newRow("address is not set any more")
-        << good << addressMethod << Setting::UNDEFINEDVALUE << with(yes, "UNDEFINED")
-        << QStringList(notSet) << nothing;
-    QTest::newRow("port is not set any more")
-        << good << portMethod << Setting::UNDEFINEDVALUE << with(yes, "10.1.2.3", "UNDEFINED")
-        << QStringList(notSet) << nothing;
-    QTest::newRow("protocol is not set any more")
-        << good << protocolMethod << Setting::UNDEFINEDVALUE
-        << with(yes, "10.1.2.3", "514", "UNDEFINED") << QStringList(notSet) << nothing;
-}
-
-void tst_RemoteServer::changedSetting()
-{
-    QFETCH(RemoteServerConfig, record);
-    QFETCH(QString, method);
-    QFETCH(QString, value);
-    QFETCH(RemoteServerConfig, recordAfter);
-    QFETCH(QStringList, lines);
-    QFETCH(QString, destination);
-    const bool toPredefined = destination == QLatin1String("predefined");
-    const QString before = QStringLiteral("file(\"/var/log/before.log\")");
-    QByteArray config = m_config;
-    if (toPredefined) {
-        Phone::write(Phone::liveConfig, withAllDestinations(m_config, before));
-        const Files files = withAllRedirections(m_facilities, before);
-        for (auto file = files.cbegin(); file != files.cend(); ++file) {
-            Phone::write(Phone::facilityFile(file.key()), file.value());
-        }
-    } else if (!destination.isEmpty()) {
-        config = withAllDestinations(config, destination);
-    }
-    const LogCapture log;
-    TestableModule module;
-    remoteServerConfig = record;
-    const auto slot = method == QLatin1String("exist") ? &LoggerModule::logRemoteServer
-        : method == QLatin1String("address")           ? &LoggerModule::logRemoteServerAddress
-        : method == QLatin1String("port")              ? &LoggerModule::logRemoteServerPort
-                                                       : &LoggerModule::logRemoteServerProto;
-    QCOMPARE((module.*slot)(setting(value)).size(), 0);
-    QCOMPARE(withoutReaderLines(log.debugs()), lines);
-    QCOMPARE(log.errors(), QStringList());
-    QCOMPARE(remoteServerConfig.exist, recordAfter.exist);
-    QCOMPARE(remoteServerConfig.address, recordAfter.address);
-    QCOMPARE(remoteServerConfig.port, recordAfter.port);
-    QCOMPARE(remoteServerConfig.protocol, recordAfter.protocol);
-    QCOMPARE(Phone::read(Phone::liveConfig), config);
-    QCOMPARE(facilityFiles(),
-             destination.isEmpty() || toPredefined
-                 ? m_facilities
-                 : withAllRedirections(m_facilities, destination));
-    QTRY_COMPARE(m_syslog->count(), destination.isEmpty() ? 0 : 1);
-}
-
-void tst_RemoteServer::refusedValueStaysStored()
-{
-    const LogCapture log;
-    TestableModule module;
-    remoteServerConfig = {QStringLiteral("true"), QStringLiteral("10.1.2.3"), QStringLiteral("514"),
-                          QStringLiteral("udp")};
-    module.logRemoteServerProto(setting(QStringLiteral("UDP")));
-    module.logRemoteServerPort(setting(QStringLiteral("1514")));
-    QCOMPARE(log.debugs().last(), notValid + QStringLiteral("UDP(\"10.1.2.3\" port(1514))"));
-    QCOMPARE(Phone::read(Phone::liveConfig), m_config);
-    module.logRemoteServerProto(setting(QStringLiteral("tcp")));
-    QCOMPARE(Phone::read(Phone::liveConfig),
-             withAllDestinations(m_config, QStringLiteral("tcp(\"10.1.2.3\" port(1514))")));
 }
 
 void tst_RemoteServer::linesNeedTheDebugLevel()
 {
-    const LogCapture log;
-    LogCapture::setLevel(6);
-    TestableModule module;
-    remoteServerConfig = {QStringLiteral("true"), QStringLiteral("10.1.2.3"), QStringLiteral("514"),
-                          QStringLiteral("udp")};
-    module.logRemoteServer(setting(QStringLiteral("true")));
-    module.logRemoteServer(setting(QStringLiteral("false")));
-    module.logRemoteServerPort(setting(QStringLiteral("0")));
-    QCOMPARE(Faults::logged(log), QStringList());
-    module.initLogServerStruct();
-    QCOMPARE(log.lines().size(), 4);
-    QCOMPARE(log.errors().size(), 4);
-    LogCapture::setLevel(2);
-    module.initLogServerStruct();
-    QCOMPARE(log.lines().size(), 4);
-}
-
-void tst_RemoteServer::linesAboutTheAddressNeedTheDebugLevel_data()
-{
-    QTest::addColumn<bool>("isError");
-    QTest::newRow("address") << false;
-    QTest::newRow("error") << true;
-}
-
-void tst_RemoteServer::linesAboutTheAddressNeedTheDebugLevel()
-{
-    QFETCH(bool, isError);
-    const QString file = Phone::facilityFile(QStringLiteral("LoggerModule"));
+    const QString file = Phone::facilityFile("LoggerModule"_s);
     Phone::write(file, Phone::read(file).replace(0, 1, "6"));
-    const StandIn settings(
-        {{address, {isError ? Answer::Error : Answer::Text, QStringLiteral("10.1.2.3")}},
-         {port, {Answer::Text, QStringLiteral("514")}},
-         {protocol, {Answer::Text, QStringLiteral("udp")}},
-         {exist, {Answer::Text, QStringLiteral("true")}}});
-    Phone::Service service;
-    const QString end = QStringLiteral("the last line");
-    QCOMPARE(Phone::text(QStringLiteral("logComments"), {QStringLiteral("LoggerModule"), end}),
-             QStringLiteral("OK"));
-    QCOMPARE(serviceLines(end), QStringList(end));
-    QCOMPARE(service.stop(), 0);
+    QStringList lines;
+    Answers given = answers("true", "10.1.2.3", "514", "udp");
+    for (const Answer &ofAddress : {given.value(address), errorAnswer}) {
+        given[address] = ofAddress;
+        const StandIn settings(given);
+        Phone::Service service;
+        lines.append("the last line, %1"_s.arg(lines.size()));
+        QCOMPARE(Phone::text("logComments"_s, {"LoggerModule"_s, lines.last()}), "OK"_s);
+        QCOMPARE(serviceLines(lines.last()), lines);
+        QCOMPARE(service.stop(), 0);
+    }
 }
 
-void tst_RemoteServer::changesOverTheBusWithAServerAtStart()
+void tst_RemoteServer::changesOverTheBus()
 {
-    const StandIn settings({{address, {Answer::Text, QStringLiteral("10.1.2.3")}},
-                            {port, {Answer::Text, QStringLiteral("514")}},
-                            {protocol, {Answer::Text, QStringLiteral("udp")}},
-                            {exist, {Answer::Text, QStringLiteral("true")}}});
+    const StandIn settings(answers("true", "10.1.2.3", "514", "udp"));
     Phone::Service service;
-    const auto destinationIs = [&](const char *destination) {
-        return Phone::read(Phone::liveConfig)
-            == withAllDestinations(m_config, QString::fromLatin1(destination))
-            && facilityFiles()
-            == withAllRedirections(m_facilities, QString::fromLatin1(destination));
-    };
-    QVERIFY(destinationIs("udp(\"10.1.2.3\" port(514))"));
-    change(QStringLiteral("logRemoteServerPort"), QStringLiteral("1514"));
-    QVERIFY(destinationIs("udp(\"10.1.2.3\" port(1514))"));
-    change(QStringLiteral("logRemoteServerProto"), QStringLiteral("tcp"));
-    QVERIFY(destinationIs("tcp(\"10.1.2.3\" port(1514))"));
-    change(QStringLiteral("logRemoteServerAddress"), QStringLiteral("loghost"));
-    QVERIFY(destinationIs("tcp(\"loghost\" port(1514))"));
-    change(QStringLiteral("logRemoteServer"), QStringLiteral("false"));
+    QVERIFY(destinationIs(R"(udp("10.1.2.3" port(514)))"_s));
+    change("logRemoteServerPort"_s, "1514"_s);
+    QVERIFY(destinationIs(R"(udp("10.1.2.3" port(1514)))"_s));
+    change("logRemoteServerProto"_s, "tcp"_s);
+    QVERIFY(destinationIs(R"(tcp("10.1.2.3" port(1514)))"_s));
+    change("logRemoteServerAddress"_s, "loghost"_s);
+    QVERIFY(destinationIs(R"(tcp("loghost" port(1514)))"_s));
+    change("logRemoteServer"_s, "false"_s);
     QCOMPARE(Phone::read(Phone::liveConfig), m_config);
     QCOMPARE(facilityFiles(), m_facilities);
     // Switched off, but the flag is the one of the start.
-    change(QStringLiteral("logRemoteServerAddress"), QStringLiteral("10.9.9.9"));
-    QVERIFY(destinationIs("tcp(\"10.9.9.9\" port(1514))"));
+    change("logRemoteServerAddress"_s, "10.9.9.9"_s);
+    QVERIFY(destinationIs(R"(tcp("10.9.9.9" port(1514)))"_s));
     QTRY_COMPARE(m_syslog->count(), 6);
     QCOMPARE(settings.asked().size(), 4);
-    QCOMPARE(service.stop(), 0);
-}
-
-void tst_RemoteServer::changesOverTheBusWithoutServerAtStart()
-{
-    const StandIn settings({{address, {Answer::Text, QStringLiteral("10.1.2.3")}},
-                            {port, {Answer::Text, QStringLiteral("514")}},
-                            {protocol, {Answer::Text, QStringLiteral("udp")}},
-                            {exist, {Answer::Text, QStringLiteral("false")}}});
-    Phone::Service service;
-    QCOMPARE(Phone::read(Phone::liveConfig), m_config);
-    change(QStringLiteral("logRemoteServerPort"), QStringLiteral("1514"));
-    QCOMPARE(Phone::read(Phone::liveConfig), m_config);
-    change(QStringLiteral("logRemoteServer"), QStringLiteral("true"));
-    const QByteArray applied
-        = withAllDestinations(m_config, QStringLiteral("udp(\"10.1.2.3\" port(1514))"));
-    QCOMPARE(Phone::read(Phone::liveConfig), applied);
-    // Switched on, but the flag is the one of the start: stored for the next time.
-    change(QStringLiteral("logRemoteServerAddress"), QStringLiteral("10.9.9.9"));
-    change(QStringLiteral("logRemoteServerProto"), QStringLiteral("tcp"));
-    QCOMPARE(Phone::read(Phone::liveConfig), applied);
-    change(QStringLiteral("logRemoteServer"), QStringLiteral("true"));
-    QCOMPARE(Phone::read(Phone::liveConfig),
-             withAllDestinations(m_config, QStringLiteral("tcp(\"10.9.9.9\" port(1514))")));
-    QTRY_COMPARE(m_syslog->count(), 2);
     QCOMPARE(service.stop(), 0);
 }
 

@@ -3,9 +3,12 @@
 #pragma once
 
 #include "activities.h"
+#include "faults.h"
 
 #include <QByteArray>
+#include <QDir>
 #include <QList>
+#include <QMap>
 #include <QString>
 
 namespace ConfigText {
@@ -48,6 +51,50 @@ inline QByteArray withRedirection(const QByteArray &content, const QString &redi
     QList<QByteArray> lines = content.split('\n');
     lines[2] = redirection.toUtf8();
     return lines.join('\n');
+}
+
+/// What stands in the facility directory: each name with Faults::state().
+using FacilityFiles = QMap<QString, QByteArray>;
+
+inline FacilityFiles facilityFiles()
+{
+    FacilityFiles files;
+    const QDir directory(Phone::facilityDirectory);
+    const QStringList names = directory.entryList(QDir::AllEntries | QDir::Hidden | QDir::System
+                                                  | QDir::NoDotAndDotDot);
+    for (const QString &name : names) {
+        files.insert(name, Faults::state(directory.filePath(name)));
+    }
+    return files;
+}
+
+/// Makes the facility directory hold exactly @p files.
+inline void putFacilityFiles(const FacilityFiles &files)
+{
+    const QStringList present = facilityFiles().keys();
+    for (const QString &name : present) {
+        Faults::removeAll(Phone::facilityDirectory + name);
+    }
+    for (auto file = files.cbegin(); file != files.cend(); ++file) {
+        Phone::write(Phone::facilityDirectory + file.key(), file.value());
+    }
+}
+
+/// @p files with another redirection for @p activity.
+inline FacilityFiles withRedirection(FacilityFiles files, const QString &activity,
+                                     const QString &redirection)
+{
+    QByteArray &file = files[activity + QStringLiteral(".conf")];
+    file = withRedirection(file, redirection);
+    return files;
+}
+
+inline FacilityFiles withAllRedirections(FacilityFiles files, const QString &redirection)
+{
+    for (QByteArray &file : files) {
+        file = withRedirection(file, redirection);
+    }
+    return files;
 }
 
 } // namespace ConfigText

@@ -157,6 +157,14 @@ private:
     __user_cap_data_struct m_saved[2] = {};
 };
 
+/// Does @p work in that way, and gives its result.
+template<typename Work>
+auto withoutOverride(const Work &work)
+{
+    const WithoutOverride noOverride;
+    return work();
+}
+
 /// A file system on the directory @p directory with little room. Where the kernel lets nobody mount
 /// one, no file that this process writes gets larger than that room.
 class SmallDisk

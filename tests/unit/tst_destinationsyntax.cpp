@@ -1,10 +1,7 @@
-// Which destination texts are accepted, and the texts that are made of a destination's parts.
+// Which destination texts are accepted, and what becomes of them in the configuration.
 // SPDX-License-Identifier: MIT
 #include "destinations/destinationsyntax.h"
-#include "destinations/remoteserver.h"
-#include "support/logcapture.h"
-
-#include <QVX/setting.h>
+#include "support/literal.h"
 
 #include <QTest>
 
@@ -13,6 +10,8 @@ namespace {
 enum class Kind { Refused, Address, Host, Other };
 
 constexpr int longText = 100000;
+const QStringList quotedKinds {"program"_s, "unix-stream"_s, "unix-dgram"_s, "pipe"_s,
+                               "file"_s,    "flash"_s,       "usertty"_s};
 
 QString repeated(const char *part, int times = longText)
 {
@@ -25,22 +24,26 @@ void row(Kind kind, const QString &text)
     QTest::newRow(text.isEmpty() ? "empty" : qPrintable(text)) << text << kind;
 }
 
-/// A udp destination with @p address between its quotes.
-QString udp(const QString &address)
+/// A row for each line of @p texts. The first and the last line are empty and do not count.
+void rows(Kind kind, const QString &texts)
 {
-    return QStringLiteral("udp(\"") + address + QStringLiteral("\" port(514))");
+    const QStringList lines = texts.split("\n"_s);
+    for (const QString &text : lines.mid(1, lines.size() - 2)) {
+        row(kind, text);
+    }
 }
 
-/// A destination with an address of digits and @p port between its parentheses.
-QString withPort(const QString &port)
+/// A row for each word of @p words, put in the place of "%1" in @p text.
+void rows(Kind kind, const QString &text, const QString &words)
 {
-    return QStringLiteral("tcp(\"10.0.0.1\" port(") + port + QStringLiteral("))");
+    for (const QString &word : words.split(" "_s)) {
+        row(kind, QString(text).replace("%1"_s, word));
+    }
 }
 
 } // namespace
 
 Q_DECLARE_METATYPE(Kind)
-Q_DECLARE_METATYPE(RemoteServerConfig)
 
 class TestDestinationSyntax : public QObject
 {
@@ -53,21 +56,13 @@ private slots:
     void quotedText();
     void keyword_data();
     void keyword();
-    void blockMarker_data();
     void blockMarker();
-    void severalLines_data();
     void severalLines();
     void longTextIsAnswered_data();
     void longTextIsAnswered();
     void portOfAMatch_data();
     void portOfAMatch();
-    void driver_data();
-    void driver();
-    void networkDestinationIsJoined_data();
-    void networkDestinationIsJoined();
-    void remoteDestination_data();
-    void remoteDestination();
-    void remoteDestinationIsLoggedAtDebugLevelOnly();
+    void consoleHasADriver();
 
 private:
     static void check();
@@ -92,115 +87,105 @@ void TestDestinationSyntax::networkText_data()
     const Kind refused = Kind::Refused;
 
     // The word in front, and blanks behind it.
-    row(address, QStringLiteral(R"(udp("10.1.2.3" port(514)))"));
-    row(address, QStringLiteral(R"(tcp("10.1.2.3" port(601)))"));
-    row(address, QStringLiteral(R"(udp("10.0.0.1" port(514)))"));
-    row(address, QStringLiteral(R"(tcp   ("10.0.0.1" port  (514)))"));
-    row(host, QStringLiteral(R"(udp   ("loghost" port   (514)))"));
-    row(refused, QStringLiteral(R"(UDP("10.0.0.1" port(514)))"));
-    row(refused, QStringLiteral(R"(Tcp("10.0.0.1" port(514)))"));
-    row(refused, QStringLiteral(R"(UDP("loghost" port(514)))"));
-    row(refused, QStringLiteral(R"(sctp("10.0.0.1" port(514)))"));
-    row(refused, QStringLiteral(R"(syslog("10.0.0.1" port(514)))"));
-    row(refused, QStringLiteral(R"(udptcp("10.0.0.1" port(514)))"));
-    row(refused, QStringLiteral(R"(udp6("10.0.0.1" port(514)))"));
-    row(refused, QStringLiteral(R"(("10.0.0.1" port(514)))"));
-    row(refused, QStringLiteral("udp\t(\"10.0.0.1\" port(514))"));
+    rows(address, R"(
+udp("10.1.2.3" port(514))
+tcp("10.1.2.3" port(601))
+tcp   ("10.0.0.1" port  (514))
+)"_s);
+    row(host, R"(udp   ("loghost" port   (514)))"_s);
+    rows(refused, R"(%1("10.0.0.1" port(514)))"_s,
+         "UDP Tcp sctp syslog udptcp udp6 udp\t :tcp ^:udp"_s);
+    row(refused, R"(("10.0.0.1" port(514)))"_s);
+    rows(refused, R"(%1("loghost" port(514)))"_s, "UDP Tcp udptcp"_s);
 
     // Nothing may stand around it.
-    row(refused, QStringLiteral(R"( udp("10.0.0.1" port(514)))"));
-    row(refused, QStringLiteral(R"(xudp("10.0.0.1" port(514)))"));
-    row(refused, QStringLiteral(R"( udp("loghost" port(514)))"));
-    row(refused, QStringLiteral(R"(udp("10.0.0.1" port(514)) )"));
-    row(refused, QStringLiteral(R"(udp("10.0.0.1" port(514));)"));
-    row(refused, QStringLiteral(R"(udp("loghost" port(514)) )"));
-    row(refused, QStringLiteral(R"(udp("10.0.0.1" port(514)) udp("10.0.0.1" port(514)))"));
-    row(refused, QStringLiteral(R"(udp("10.0.0.1" port(514))"));
-    row(refused, QStringLiteral(R"(udp("10.0.0.1" port(514) ))"));
-    row(refused, QStringLiteral(R"(udp("loghost" port(514) ))"));
+    rows(refused, R"(
+ udp("10.0.0.1" port(514))
+ udp("loghost" port(514))
+xudp("10.0.0.1" port(514))
+udp("10.0.0.1" port(514));
+udp("10.0.0.1" port(514)) udp("10.0.0.1" port(514))
+udp("10.0.0.1" port(514)
+udp("10.0.0.1" port(514) )
+udp("loghost" port(514) )
+)"_s);
+    row(refused, R"(udp("10.0.0.1" port(514)) )"_s);
+    row(refused, R"(udp("loghost" port(514)) )"_s);
 
     // The opening quote is needed and stands right behind the parenthesis; the closing one need not
     // be there, and may be there several times.
-    row(refused, QStringLiteral(R"(udp ( "10.0.0.1" port(514)))"));
-    row(refused, QStringLiteral(R"(udp( "loghost" port(514)))"));
-    row(refused, QStringLiteral(R"(udp(10.0.0.1 port(514)))"));
-    row(refused, QStringLiteral(R"(udp(loghost port(514)))"));
-    row(refused, QStringLiteral(R"(udp('10.0.0.1' port(514)))"));
-    row(refused, QStringLiteral(R"(udp(""10.0.0.1" port(514)))"));
-    row(refused, QStringLiteral(R"(udp(""loghost" port(514)))"));
-    row(address, QStringLiteral(R"(udp("10.0.0.1 port(514)))"));
-    row(address, QStringLiteral(R"(udp("10.0.0.1"" port(514)))"));
-    row(address, QStringLiteral(R"(udp("10.0.0.1""" port(514)))"));
-    row(host, QStringLiteral(R"(udp("loghost port(514)))"));
-    row(host, QStringLiteral(R"(udp("loghost""" port(514)))"));
-    row(refused, QStringLiteral(R"(udp("10.0.0.1' port(514)))"));
-    row(refused, QStringLiteral(R"(udp(" port(514)))"));
-    row(refused, QStringLiteral(R"(udp("" port(514)))"));
-    row(refused, QStringLiteral(R"(udp("10.0"0.1" port(514)))"));
+    rows(address, R"(
+udp("10.0.0.1 port(514))
+udp("10.0.0.1"" port(514))
+udp("10.0.0.1""" port(514))
+)"_s);
+    rows(host, R"(
+udp("loghost port(514))
+udp("loghost""" port(514))
+)"_s);
+    rows(refused, R"(
+udp ( "10.0.0.1" port(514))
+udp( "loghost" port(514))
+udp(10.0.0.1 port(514))
+udp(loghost port(514))
+udp('10.0.0.1' port(514))
+udp(""10.0.0.1" port(514))
+udp(""loghost" port(514))
+udp("10.0.0.1' port(514))
+udp(" port(514))
+udp("" port(514))
+udp("10.0"0.1" port(514))
+)"_s);
 
     // Exactly one blank in front of "port".
-    row(refused, QStringLiteral(R"(udp("10.0.0.1"port(514)))"));
-    row(refused, QStringLiteral(R"(udp("10.0.0.1"  port(514)))"));
-    row(refused, QStringLiteral(R"(udp("loghost"port(514)))"));
-    row(refused, QStringLiteral(R"(udp("loghost"  port(514)))"));
-    row(refused, QStringLiteral("udp(\"10.0.0.1\"\tport(514))"));
-    row(refused, QStringLiteral("udp(\"loghost\"\tport(514))"));
-    row(refused, QStringLiteral(R"(udp("10.0.0.1" Port(514)))"));
-    row(refused, QStringLiteral(R"(udp("10.0.0.1" port\(514)))"));
-    row(refused, QStringLiteral(R"(udp("10.0.0.1"\ port(514)))"));
-    row(refused, QStringLiteral(R"(udp("10.0.0.1"))"));
-    row(refused, QStringLiteral(R"(udp("loghost"))"));
+    for (const char *text :
+         {R"(udp("%1"port(514)))", R"(udp("%1"  port(514)))", "udp(\"%1\"\tport(514))",
+          R"(udp("%1" Port(514)))", R"(udp("%1" port\(514)))", R"(udp("%1"\ port(514)))",
+          R"(udp("%1"))"}) {
+        rows(refused, QString::fromLatin1(text), "10.0.0.1 loghost"_s);
+    }
 
     // One to five digits, of a number from 1 to 65535.
-    for (const char *port : {"1", "9", "514", "1514", "65534", "65535", "00001", "00514", "0601"}) {
-        row(address, withPort(QString::fromLatin1(port)));
-    }
-    for (const char *port : {"", "0", "00000", "65536", "70000", "99999", "123456", "065535",
-                             "000001", "-1", "+1", " 1", "1 ", "1.0", "0x1", "a", "1a", "5,5"}) {
-        row(refused, withPort(QString::fromLatin1(port)));
-    }
-    row(refused, withPort(QStringLiteral("\u0661"))); // a digit, but not a decimal one of ASCII
-    row(host, QStringLiteral(R"(udp("loghost" port(1)))"));
-    row(host, QStringLiteral(R"(udp("loghost" port(65535)))"));
-    row(refused, QStringLiteral(R"(udp("loghost" port(0)))"));
-    row(refused, QStringLiteral(R"(udp("loghost" port(65536)))"));
-    row(refused, QStringLiteral(R"(udp("loghost" port(123456)))"));
-    row(refused, QStringLiteral(R"(udp("loghost" port()))"));
+    const QString withPort = R"(tcp("10.0.0.1" port(%1)))"_s;
+    rows(address, withPort, "1 9 514 1514 65534 65535 00001 00514 0601"_s);
+    rows(refused, withPort,
+         "0 00000 65536 70000 99999 123456 065535 000001 -1 +1 1.0 0x1 a 1a 5,5 \u0661"_s);
+    row(refused, R"(tcp("10.0.0.1" port( 1)))"_s);
+    row(refused, R"(tcp("10.0.0.1" port(1 )))"_s);
+    row(refused, R"(tcp("10.0.0.1" port()))"_s);
+    rows(host, R"(udp("loghost" port(%1)))"_s, "1 65535"_s);
+    rows(refused, R"(udp("loghost" port(%1)))"_s, "0 65536 123456"_s);
+    row(refused, R"(udp("loghost" port()))"_s);
 
     // Four numbers from 0 to 255. A number of three digits may begin with zeros.
-    for (const char *good : {"0.0.0.0", "255.255.255.255", "249.250.199.200", "1.22.133.244",
-                             "00.01.001.000", "010.020.030.099", "127.0.0.1", "9.10.99.100"}) {
-        row(address, udp(QString::fromLatin1(good)));
-    }
-    for (const char *bad :
-         {"256.1.1.1", "1.256.1.1",  "1.1.256.1",  "1.1.1.256",  "260.1.1.1",  "300.1.1.1",
-          "999.1.1.1", "1.1.1.1000", "0000.1.1.1", "1.1.1.0001", "0255.1.1.1", "1.2.3",
-          "1.2.3.",    "1.2.3.4.",   ".1.2.3.4",   "1..2.3",     "1.2.3.4.5",  "1,2,3,4",
-          "1.2.3.-4",  "1.2.3.a",    "1.2.3.4 ",   " 1.2.3.4",   "0x1.2.3.4",  "1.2.3.4/24",
-          "1 .2.3.4",  "16909060"}) {
-        row(refused, udp(QString::fromLatin1(bad)));
+    const QString udp = R"(udp("%1" port(514)))"_s;
+    rows(address, udp, "0.0.0.0 255.255.255.255 249.250.199.200 1.22.133.244"_s);
+    rows(address, udp, "00.01.001.000 010.020.030.099 127.0.0.1 9.10.99.100"_s);
+    rows(refused, udp, "256.1.1.1 1.256.1.1 1.1.256.1 1.1.1.256 260.1.1.1 300.1.1.1 999.1.1.1"_s);
+    rows(refused, udp, "1.1.1.1000 0000.1.1.1 1.1.1.0001 0255.1.1.1 1.2.3 1.2.3. 1.2.3.4."_s);
+    rows(refused, udp, ".1.2.3.4 1..2.3 1.2.3.4.5 1,2,3,4 1.2.3.-4 1.2.3.a 0x1.2.3.4"_s);
+    rows(refused, udp, "1.2.3.4/24 16909060"_s);
+    for (const char *blank : {"1.2.3.4 ", " 1.2.3.4", "1 .2.3.4"}) {
+        row(refused, udp.arg(QString::fromLatin1(blank)));
     }
 
     // No IP address with colons, wherever the colon of the pattern may stand.
-    for (const char *bad : {"fe80::1", "::1", "::", "1:2:3:4:5:6:7:8", "2001:db8::1", "FE80::1",
-                            "[fe80::1]", "::ffff:10.0.0.1"}) {
-        row(refused, udp(QString::fromLatin1(bad)));
-    }
-    row(refused, QStringLiteral(R"(tcp("fe80::1" port(514)))"));
-    row(refused, QStringLiteral(R"(:tcp("fe80::1" port(514)))"));
-    row(refused, QStringLiteral(R"(:udp("::1" port(514)))"));
-    row(refused, QStringLiteral(R"(^:udp("::1" port(514)))"));
+    rows(refused, udp, "fe80::1 ::1 :: 1:2:3:4:5:6:7:8 2001:db8::1 FE80::1 [fe80::1]"_s);
+    rows(refused, udp, "::ffff:10.0.0.1"_s);
+    rows(refused, R"(
+tcp("fe80::1" port(514))
+:tcp("fe80::1" port(514))
+:udp("::1" port(514))
+^:udp("::1" port(514))
+)"_s);
 
     // A letter, then letters and digits with single separators between them.
-    for (const char *good : {"loghost", "ab", "a1", "a.b", "a-b", "LogHost", "log-host.example.com",
-                             "a-1.b-2", "x1y2z3", "a.1", "Z9", "a.b.c.d.e.f.g"}) {
-        row(host, udp(QString::fromLatin1(good)));
-    }
-    for (const char *bad :
-         {"a",        "log_host", "1host",  "-host",    ".host",    "host.",    "host-",
-          "a--b",     "a..b",     "a.-b",   "a-.b",     "log host", " loghost", "loghost ",
-          "log/host", "h\xf6st",  "host:1", "log*host", "a-",       "a."}) {
-        row(refused, udp(QString::fromLatin1(bad)));
+    rows(host, udp, "loghost ab a1 a.b a-b LogHost log-host.example.com a-1.b-2 x1y2z3 a.1 Z9"_s);
+    rows(host, udp, "a.b.c.d.e.f.g"_s);
+    rows(refused, udp, "a log_host 1host -host .host host. host- a--b a..b a.-b a-.b log/host"_s);
+    rows(refused, udp, "h\u00f6st host:1 log*host a- a."_s);
+    for (const char *blank : {"log host", " loghost", "loghost "}) {
+        row(refused, udp.arg(QString::fromLatin1(blank)));
     }
 }
 
@@ -214,58 +199,38 @@ void TestDestinationSyntax::quotedText_data()
     QTest::addColumn<QString>("text");
     QTest::addColumn<Kind>("kind");
 
-    for (const char *keyword :
-         {"program", "unix-stream", "unix-dgram", "pipe", "file", "flash", "usertty"}) {
-        const QString word = QString::fromLatin1(keyword);
+    for (const QString &kind : quotedKinds) {
+        rows(Kind::Other, kind + "%1"_s,
+             R"t(("x") ("x.log") ("") ("a"b") (""") ("""") ("a;b{c}#d\") ("'") ("%1"))t"_s);
         for (const char *rest :
-             {R"t(("x"))t", R"t(("x.log"))t", R"t((""))t", R"t((" "))t",
-              R"t(("/var/log/a b.log"))t", R"t(("a"b"))t", R"t(("""))t", R"t((""""))t",
-              R"t(("a;b{c}#d\"))t", R"t(("'"))t", R"t(("%1"))t"}) {
-            row(Kind::Other, word + QString::fromLatin1(rest));
+             {"(\" \")", "(\"/var/log/a b.log\")", "(\"t\u00e9l\u00e9\u260e\t\u0001\")"}) {
+            row(Kind::Other, kind + QString::fromUtf8(rest));
         }
-        row(Kind::Other, word + QStringLiteral("(\"t\u00e9l\u00e9\u260e\t\u0001\")"));
-        for (const char *rest : {R"t()t",
-                                 R"t(())t",
-                                 R"t(("))t",
-                                 R"t(("x))t",
-                                 R"t(("x")t",
-                                 R"t(("x")x)t",
-                                 R"t(("x") )t",
-                                 R"t(("x")))t",
-                                 R"t(("x"))")t",
-                                 R"t((x))t",
-                                 R"t(('x'))t",
-                                 R"t((x"))t",
-                                 R"t( ("x"))t",
-                                 R"t(( "x"))t",
-                                 R"t(("x" ))t",
-                                 R"t(("(x"))t",
-                                 R"t(("x)"))t",
-                                 R"t(("/var/log/(a).log"))t",
-                                 R"t(["x"])t",
-                                 R"t(("x")")t",
-                                 R"t("x")t",
-                                 R"t(("x")("y"))t",
-                                 R"t(("x" perm(0644)))t"}) {
-            row(Kind::Refused, word + QString::fromLatin1(rest));
+        row(Kind::Refused, kind);
+        rows(
+            Kind::Refused, kind + "%1"_s,
+            R"t(() (") ("x) ("x" ("x")x ("x")) ("x"))" (x) ('x') (x") ("(x") ("x)") ["x"] "x")t"_s);
+        rows(Kind::Refused, kind + "%1"_s, R"t(("x")" ("x")("y") ("/var/log/(a).log") x("x"))t"_s);
+        for (const char *rest : {"(\"x\") ", " (\"x\")", "( \"x\")", "(\"x\" )",
+                                 "(\"x\" perm(0644))", "(\u201cx\u201d)"}) {
+            row(Kind::Refused, kind + QString::fromUtf8(rest));
         }
-        row(Kind::Refused, word + QStringLiteral("(\u201cx\u201d)"));
-        row(Kind::Refused, word.toUpper() + QStringLiteral("(\"x\")"));
-        row(Kind::Refused, word.at(0).toUpper() + word.mid(1) + QStringLiteral("(\"x\")"));
-        row(Kind::Refused, QLatin1Char(' ') + word + QStringLiteral("(\"x\")"));
-        row(Kind::Refused, QLatin1Char('x') + word + QStringLiteral("(\"x\")"));
-        row(Kind::Refused, word + QStringLiteral("x(\"x\")"));
-        row(Kind::Refused, word.chopped(1) + QStringLiteral("(\"x\")"));
-        row(Kind::Refused, word + QStringLiteral("(\"x\"); ") + word + QStringLiteral("(\"x\")"));
+        row(Kind::Refused, kind + "(\"x\"); "_s + kind + "(\"x\")"_s);
+        for (const QString &other :
+             {kind.toUpper(), QString(kind.at(0).toUpper() + kind.mid(1)), kind.chopped(1),
+              QString("x"_s + kind), QString(" "_s + kind)}) {
+            row(Kind::Refused, other + "(\"x\")"_s);
+        }
     }
     // Words that are none, and more than a destination.
-    for (const char *text :
-         {R"t(ram("x.log"))t", R"t(ram(""))t", R"t(RAM("x"))t", R"t(unix("x"))t",
-          R"t(unix_dgram("x"))t", R"t(unix-streams("x"))t", R"t(network("x"))t", R"t(fifo("x"))t",
-          R"t(console("x"))t", R"t(("x"))t", R"t(file("x" perm(0644)))t", R"t("file("x")")t",
-          R"t({ file("x"); })t"}) {
-        row(Kind::Refused, QString::fromLatin1(text));
-    }
+    rows(Kind::Refused, R"(%1("x"))"_s,
+         "ram RAM unix unix_dgram unix-streams network fifo console"_s);
+    rows(Kind::Refused, R"t(
+ram("")
+("x")
+"file("x")"
+{ file("x"); }
+)t"_s);
 }
 
 void TestDestinationSyntax::quotedText()
@@ -278,22 +243,12 @@ void TestDestinationSyntax::keyword_data()
     QTest::addColumn<QString>("text");
     QTest::addColumn<Kind>("kind");
 
-    row(Kind::Other, QStringLiteral("V24"));
-    row(Kind::Other, QStringLiteral("init"));
-    for (const char *text : {"",         "v24",
-                             "V24 ",     " V24",
-                             "V2",       "V244",
-                             "V24V24",   "V24(\"x\")",
-                             "\"V24\"",  "INIT",
-                             "Init",     "init ",
-                             " init",    "ini",
-                             "initinit", "V24init",
-                             "init V24", "all",
-                             "none",     "UNDEFINED",
-                             " ",        "^V24$",
-                             "V24$",     "file",
-                             "udp",      "file(\"/dev/console\") ",
-                             "V24\t",    "init\t"}) {
+    row(Kind::Other, "V24"_s);
+    row(Kind::Other, "init"_s);
+    rows(Kind::Refused, "%1"_s, R"(v24 V2 V244 V24V24 V24("x") "V24" ^V24$ V24$ V24init)"_s);
+    rows(Kind::Refused, "%1"_s, "INIT Init ini initinit all none UNDEFINED file udp"_s);
+    for (const char *text : {"", " ", "V24 ", " V24", "V24\t", "init ", " init", "init\t",
+                             "init V24", "file(\"/dev/console\") "}) {
         row(Kind::Refused, QString::fromLatin1(text));
     }
     QTest::newRow("null text") << QString() << Kind::Refused;
@@ -304,70 +259,38 @@ void TestDestinationSyntax::keyword()
     check();
 }
 
-void TestDestinationSyntax::blockMarker_data()
-{
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<bool>("valid");
-
-    QTest::newRow("begin") << QStringLiteral("file(\"/var/log/# BEGIN x\")") << false;
-    QTest::newRow("end") << QStringLiteral("file(\"/var/log/# END x\")") << false;
-    QTest::newRow("end without blank") << QStringLiteral("file(\"/var/log/# ENDx\")") << false;
-    QTest::newRow("end of the text") << QStringLiteral("program(\"/bin/x # END\")") << false;
-    QTest::newRow("in a terminal's name") << QStringLiteral("usertty(\"# BEGIN \")") << false;
-    // The reader does not take these for a marker.
-    QTest::newRow("begin without blank") << QStringLiteral("file(\"/# BEGIN\")") << true;
-    QTest::newRow("no blank") << QStringLiteral("file(\"/#END x\")") << true;
-    QTest::newRow("small letters") << QStringLiteral("file(\"/# end x\")") << true;
-}
-
 void TestDestinationSyntax::blockMarker()
 {
-    QFETCH(QString, text);
-    QTEST(isDestinationValid(text), "valid");
-}
-
-void TestDestinationSyntax::severalLines_data()
-{
-    QTest::addColumn<QString>("text");
-
-    const QStringList accepted {QStringLiteral("V24"),
-                                QStringLiteral("init"),
-                                QStringLiteral(R"(udp("10.0.0.1" port(514)))"),
-                                QStringLiteral(R"(tcp("loghost" port(601)))"),
-                                QStringLiteral(R"(program("/bin/x"))"),
-                                QStringLiteral(R"(unix-stream("/x"))"),
-                                QStringLiteral(R"(unix-dgram("/x"))"),
-                                QStringLiteral(R"(pipe("/x"))"),
-                                QStringLiteral(R"(file("/x"))"),
-                                QStringLiteral(R"(flash("x"))"),
-                                QStringLiteral(R"(usertty("root"))")};
-    const QList<QPair<const char *, QChar>> breaks {{"line feed", QLatin1Char('\n')},
-                                                    {"carriage return", QLatin1Char('\r')},
-                                                    {"NUL", QChar::Null}};
-    for (const QString &text : accepted) {
-        for (const auto &lineBreak : breaks) {
-            for (const int position : {0, 2, text.size() - 2, text.size()}) {
-                QTest::addRow("%s in %s at %d", lineBreak.first, qPrintable(text), position)
-                    << QString(text).insert(position, lineBreak.second);
-            }
-        }
+    for (const char *text :
+         {R"(file("/var/log/# BEGIN x"))", R"(file("/var/log/# END x"))",
+          R"(file("/var/log/# ENDx"))", R"(program("/bin/x # END"))", R"(usertty("# BEGIN "))"}) {
+        QVERIFY2(!isDestinationValid(QString::fromLatin1(text)), text);
     }
-    QTest::newRow("whole configuration")
-        << QStringLiteral("file(\"/x\"); };\nlog { source(s_phone); destination(\"d_x\")");
+    // The reader does not take these for a marker.
+    for (const char *text : {R"(file("/# BEGIN"))", R"(file("/#END x"))", R"(file("/# end x"))"}) {
+        QVERIFY2(isDestinationValid(QString::fromLatin1(text)), text);
+    }
 }
 
 void TestDestinationSyntax::severalLines()
 {
-    QFETCH(QString, text);
-    QCOMPARE(isDestinationValid(text), false);
-    QCOMPARE(isNetworkAddressDestination(text), false);
-    QCOMPARE(isNetworkHostDestination(text), false);
-    text.remove(QLatin1Char('\n'));
-    text.remove(QLatin1Char('\r'));
-    text.remove(QChar::Null);
-    if (!text.contains(QLatin1Char(';'))) {
-        QVERIFY(isDestinationValid(text));
+    QStringList accepted {"V24"_s, "init"_s, R"(udp("10.0.0.1" port(514)))"_s,
+                          R"(tcp("loghost" port(601)))"_s};
+    for (const QString &kind : quotedKinds) {
+        accepted.append(kind + R"(("/x"))"_s);
     }
+    for (const QString &text : qAsConst(accepted)) {
+        QVERIFY2(isDestinationValid(text), qPrintable(text));
+        for (const char lineBreak : {'\n', '\r', '\0'}) {
+            for (const int position : {0, 2, text.size() - 2, text.size()}) {
+                const QString broken = QString(text).insert(position, QLatin1Char(lineBreak));
+                QVERIFY2(!isDestinationValid(broken), qPrintable(broken));
+                QVERIFY2(!isNetworkAddressDestination(broken), qPrintable(broken));
+                QVERIFY2(!isNetworkHostDestination(broken), qPrintable(broken));
+            }
+        }
+    }
+    QVERIFY(!isDestinationValid("file(\"/x\"); };\nlog { source(s_phone); destination(\"d_x\")"_s));
 }
 
 void TestDestinationSyntax::longTextIsAnswered_data()
@@ -375,63 +298,52 @@ void TestDestinationSyntax::longTextIsAnswered_data()
     QTest::addColumn<QString>("text");
     QTest::addColumn<Kind>("kind");
 
-    for (const char *keyword :
-         {"program", "unix-stream", "unix-dgram", "pipe", "file", "flash", "usertty"}) {
-        const QString start = QString::fromLatin1(keyword) + QStringLiteral("(\"");
-        const QString end = QStringLiteral("\")");
-        QTest::addRow("%s: letters", keyword) << start + repeated("x") + end << Kind::Other;
-        QTest::addRow("%s: quotes", keyword) << start + repeated("\"") + end << Kind::Other;
-        QTest::addRow("%s: without end", keyword) << start + repeated("x") << Kind::Refused;
-        QTest::addRow("%s: quotes without end", keyword) << start + repeated("\"") << Kind::Refused;
-        QTest::addRow("%s: parenthesis near the end", keyword)
-            << start + repeated("x") + QLatin1Char('(') + end << Kind::Refused;
-        QTest::addRow("%s: text behind", keyword)
-            << start + repeated("x") + end + QLatin1Char('x') << Kind::Refused;
-        QTest::addRow("%s: line feed at the end", keyword)
-            << start + repeated("x") + end + QLatin1Char('\n') << Kind::Refused;
-        QTest::addRow("%s: many", keyword)
-            << QString(start + QLatin1Char('x') + end).repeated(longText / 10) << Kind::Refused;
+    const auto longRow = [](const QString &name, Kind kind, const QString &text) {
+        QTest::newRow(qPrintable(name)) << text << kind;
+    };
+    const QString letters = repeated("x");
+    const QString quotes = repeated("\"");
+    for (const QString &kind : quotedKinds) {
+        const QString start = kind + "(\""_s;
+        const QString end = "\")"_s;
+        longRow(kind + ": letters"_s, Kind::Other, start + letters + end);
+        longRow(kind + ": quotes"_s, Kind::Other, start + quotes + end);
+        longRow(kind + ": without end"_s, Kind::Refused, start + letters);
+        longRow(kind + ": quotes without end"_s, Kind::Refused, start + quotes);
+        longRow(kind + ": parenthesis near the end"_s, Kind::Refused,
+                start + letters + "("_s + end);
+        longRow(kind + ": text behind"_s, Kind::Refused, start + letters + end + "x"_s);
+        longRow(kind + ": line feed at the end"_s, Kind::Refused, start + letters + end + "\n"_s);
+        longRow(kind + ": many"_s, Kind::Refused,
+                QString(start + "x"_s + end).repeated(longText / 10));
     }
-    const QString port = QStringLiteral(" port(514))");
-    const QString udpStart = QStringLiteral("udp(\"");
-    QTest::newRow("blanks behind udp")
-        << QStringLiteral("udp") + repeated(" ") + QStringLiteral("(\"10.0.0.1\"") + port
-        << Kind::Address;
-    QTest::newRow("blanks behind port") << QStringLiteral("tcp(\"10.0.0.1\" port") + repeated(" ")
-            + QStringLiteral("(514))") << Kind::Address;
-    QTest::newRow("address: closing quotes")
-        << udpStart + QStringLiteral("10.0.0.1") + repeated("\"") + port << Kind::Address;
-    QTest::newRow("address: zeros") << udpStart + repeated("0") + port << Kind::Refused;
-    QTest::newRow("address: numbers") << udpStart + repeated("1.") + port << Kind::Refused;
-    QTest::newRow("address: port of many digits") << QStringLiteral("udp(\"10.0.0.1\" port(")
-            + repeated("1") + QStringLiteral("))") << Kind::Refused;
-    QTest::newRow("host: letters")
-        << udpStart + repeated("a") + QLatin1Char('"') + port << Kind::Host;
-    QTest::newRow("host: labels") << udpStart + repeated("a.") + QStringLiteral("b\"") + port
-                                  << Kind::Host;
-    QTest::newRow("host: closing quotes")
-        << udpStart + QStringLiteral("loghost") + repeated("\"") + port << Kind::Host;
-    QTest::newRow("host: underscore near the end")
-        << udpStart + repeated("a") + QStringLiteral("_\"") + port << Kind::Refused;
-    QTest::newRow("host: labels and an underscore")
-        << udpStart + repeated("a.") + QStringLiteral("_\"") + port << Kind::Refused;
-    QTest::newRow("host: separator at the end")
-        << udpStart + repeated("a-") + QLatin1Char('"') + port << Kind::Refused;
-    QTest::newRow("host: without port") << udpStart + repeated("ab1") << Kind::Refused;
-    QTest::newRow("colons") << udpStart + repeated(":") + QLatin1Char('"') + port << Kind::Refused;
-    QTest::newRow("colons in front")
-        << repeated(":") + udpStart + QStringLiteral("::1\"") + port << Kind::Refused;
-    QTest::newRow("groups of an address with colons")
-        << udpStart + repeated("abcd:") + QLatin1Char('"') + port << Kind::Refused;
-    QTest::newRow("udp many times") << repeated("udp") << Kind::Refused;
-    QTest::newRow("udp( many times") << repeated("udp(\"") << Kind::Refused;
-    QTest::newRow("colon and udp many times") << repeated(":udp(\"") << Kind::Refused;
-    QTest::newRow("V24 many times") << repeated("V24") << Kind::Refused;
-    QTest::newRow("init many times") << repeated("init") << Kind::Refused;
-    QTest::newRow("V24 and blanks") << QStringLiteral("V24") + repeated(" ") << Kind::Refused;
-    QTest::newRow("blanks") << repeated(" ") << Kind::Refused;
-    QTest::newRow("line feeds") << repeated("\n") << Kind::Refused;
-    QTest::newRow("NULs") << QString(longText, QChar::Null) << Kind::Refused;
+    const QString port = " port(514))"_s;
+    const QString start = "udp(\""_s;
+    const QString blanks = repeated(" ");
+    longRow("blanks behind udp"_s, Kind::Address, "udp"_s + blanks + "(\"10.0.0.1\""_s + port);
+    longRow("blanks behind port"_s, Kind::Address, "tcp(\"10.0.0.1\" port"_s + blanks + "(514))"_s);
+    longRow("address: closing quotes"_s, Kind::Address, start + "10.0.0.1"_s + quotes + port);
+    longRow("address: zeros"_s, Kind::Refused, start + repeated("0") + port);
+    longRow("address: numbers"_s, Kind::Refused, start + repeated("1.") + port);
+    longRow("address: port of many digits"_s, Kind::Refused,
+            "udp(\"10.0.0.1\" port("_s + repeated("1") + "))"_s);
+    longRow("host: letters"_s, Kind::Host, start + letters + "\""_s + port);
+    longRow("host: labels"_s, Kind::Host, start + repeated("a.") + "b\""_s + port);
+    longRow("host: closing quotes"_s, Kind::Host, start + "loghost"_s + quotes + port);
+    longRow("host: underscore near the end"_s, Kind::Refused, start + letters + "_\""_s + port);
+    longRow("host: labels and an underscore"_s, Kind::Refused,
+            start + repeated("a.") + "_\""_s + port);
+    longRow("host: separator at the end"_s, Kind::Refused, start + repeated("a-") + "\""_s + port);
+    longRow("host: without port"_s, Kind::Refused, start + repeated("ab1"));
+    longRow("colons"_s, Kind::Refused, start + repeated(":") + "\""_s + port);
+    longRow("colons in front"_s, Kind::Refused, repeated(":") + start + "::1\""_s + port);
+    longRow("groups of an address with colons"_s, Kind::Refused,
+            start + repeated("abcd:") + "\""_s + port);
+    for (const char *word : {"udp", "udp(\"", ":udp(\"", "V24", "init", " ", "\n"}) {
+        longRow("many times "_s + QString::fromLatin1(word), Kind::Refused, repeated(word));
+    }
+    longRow("V24 and blanks"_s, Kind::Refused, "V24"_s + blanks);
+    longRow("NULs"_s, Kind::Refused, QString(longText, QChar::Null));
 }
 
 void TestDestinationSyntax::longTextIsAnswered()
@@ -487,105 +399,13 @@ void TestDestinationSyntax::portOfAMatch()
     QTEST(matchesWithPort(text, pattern), "matches");
 }
 
-void TestDestinationSyntax::driver_data()
+void TestDestinationSyntax::consoleHasADriver()
 {
-    QTest::addColumn<QString>("destination");
-    QTest::addColumn<QString>("expression");
-
-    QTest::newRow("console") << QStringLiteral("V24") << QStringLiteral("file(\"/dev/console\")");
-    for (const char *same : {"v24", "V24 ", "init", "", "file(\"/var/log/x.log\")",
-                             "udp(\"10.1.2.3\" port(514))", "file(\"V24\")"}) {
-        QTest::addRow("unchanged: %s", same)
-            << QString::fromLatin1(same) << QString::fromLatin1(same);
+    QCOMPARE(driverExpression("V24"_s), R"(file("/dev/console"))"_s);
+    for (const char *same :
+         {"v24", "V24 ", "init", "", R"(udp("10.1.2.3" port(514)))", R"(file("V24"))"}) {
+        QCOMPARE(driverExpression(QString::fromLatin1(same)), QString::fromLatin1(same));
     }
-}
-
-void TestDestinationSyntax::driver()
-{
-    QFETCH(QString, destination);
-    QTEST(driverExpression(destination), "expression");
-}
-
-void TestDestinationSyntax::networkDestinationIsJoined_data()
-{
-    QTest::addColumn<QString>("protocol");
-    QTest::addColumn<QString>("address");
-    QTest::addColumn<QString>("port");
-    QTest::addColumn<QString>("destination");
-
-    const auto row = [](const char *name, const char *protocol, const char *address,
-                        const char *port, const char *destination) {
-        QTest::newRow(name) << QString::fromLatin1(protocol) << QString::fromLatin1(address)
-                            << QString::fromLatin1(port) << QString::fromLatin1(destination);
-    };
-    row("udp", "udp", "10.1.2.3", "514", R"(udp("10.1.2.3" port(514)))");
-    row("tcp", "tcp", "loghost", "601", R"(tcp("loghost" port(601)))");
-    row("nothing is looked at", "UDP", "a\"b", "-1", R"(UDP("a"b" port(-1)))");
-    row("empty", "", "", "", R"(("" port()))");
-    row("blanks are kept", " udp ", " h ", " 1 ", R"( udp (" h " port( 1 )))");
-    row("percent and digits are kept", "%1", "%2", "%3", R"(%1("%2" port(%3)))");
-}
-
-void TestDestinationSyntax::networkDestinationIsJoined()
-{
-    QFETCH(QString, protocol);
-    QFETCH(QString, address);
-    QFETCH(QString, port);
-    QTEST(networkDestination(protocol, address, port), "destination");
-}
-
-void TestDestinationSyntax::remoteDestination_data()
-{
-    QTest::addColumn<RemoteServerConfig>("record");
-    QTest::addColumn<QString>("destination");
-
-    const auto row = [](const char *name, const char *exist, const char *address, const char *port,
-                        const char *protocol, const char *destination) {
-        QTest::newRow(name) << RemoteServerConfig {QString::fromLatin1(exist),
-                                                   QString::fromLatin1(address),
-                                                   QString::fromLatin1(port),
-                                                   QString::fromLatin1(protocol)}
-                            << QString::fromLatin1(destination);
-    };
-    row("udp", "true", "10.1.2.3", "514", "udp", R"(udp("10.1.2.3" port(514)))");
-    row("tcp", "true", "loghost", "601", "tcp", R"(tcp("loghost" port(601)))");
-    row("whether it exists is not looked at", "false", "10.1.2.3", "514", "udp",
-        R"(udp("10.1.2.3" port(514)))");
-    row("nor whether that is set", "UNDEFINED", "10.1.2.3", "514", "udp",
-        R"(udp("10.1.2.3" port(514)))");
-    row("no protocol", "true", "10.1.2.3", "514", "UNDEFINED", "UNDEFINED");
-    row("no address", "true", "UNDEFINED", "514", "udp", "UNDEFINED");
-    row("no port", "true", "10.1.2.3", "UNDEFINED", "udp", "UNDEFINED");
-    row("nothing set", "UNDEFINED", "UNDEFINED", "UNDEFINED", "UNDEFINED", "UNDEFINED");
-    row("empty fields are set", "", "", "", "", R"(("" port()))");
-    row("empty address", "true", "", "514", "udp", R"(udp("" port(514)))");
-    row("small letters", "true", "undefined", "514", "udp", R"(udp("undefined" port(514)))");
-    row("part of a field", "true", "UNDEFINED ", "514", "udp", R"(udp("UNDEFINED " port(514)))");
-    row("invalid fields", "true", "fe80::1", "0", "UDP", R"(UDP("fe80::1" port(0)))");
-}
-
-void TestDestinationSyntax::remoteDestination()
-{
-    QFETCH(RemoteServerConfig, record);
-    QFETCH(QString, destination);
-    QCOMPARE(Setting::UNDEFINEDVALUE, QStringLiteral("UNDEFINED"));
-    const LogCapture log;
-    QCOMPARE(buildRemoteDestination(record), destination);
-    const bool isSet = destination != Setting::UNDEFINEDVALUE;
-    QCOMPARE(log.debugs(),
-             isSet ? QStringList {QStringLiteral("Remote Server Address : ") + destination}
-                   : QStringList());
-    QCOMPARE(log.lines().size(), isSet ? 1 : 0);
-}
-
-void TestDestinationSyntax::remoteDestinationIsLoggedAtDebugLevelOnly()
-{
-    const LogCapture log;
-    LogCapture::setLevel(6);
-    QCOMPARE(buildRemoteDestination({QString(), QStringLiteral("10.1.2.3"), QStringLiteral("514"),
-                                     QStringLiteral("udp")}),
-             QStringLiteral(R"(udp("10.1.2.3" port(514)))"));
-    QCOMPARE(log.lines().size(), 0);
 }
 
 QTEST_GUILESS_MAIN(TestDestinationSyntax)
