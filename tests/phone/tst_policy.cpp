@@ -3,6 +3,7 @@
 // SPDX-License-Identifier: MIT
 #include "support/events.h"
 #include "support/phone.h"
+#include "support/programs.h"
 #include "support/users.h"
 
 #include <QFile>
@@ -19,52 +20,30 @@ using Users::asTechnician;
 using Users::asVisitor;
 
 constexpr int deadline = 20000; // ms
-const QString policyFile
-    = QStringLiteral("/usr/share/dbus-1/system.d/com.corvane.Quorvix.LoggerModule.conf");
-const QString accessDenied = QStringLiteral("org.freedesktop.DBus.Error.AccessDenied");
-const QString eventName = QStringLiteral("com.corvane.Quorvix.QVXEvent.log_level_changed");
-const QString eventArguments
-    = QStringLiteral("{'syslog_facility': <'qvxsipua'>, 'syslog_level': <7>}");
+const QString policyFile = "/usr/share/dbus-1/system.d/com.corvane.Quorvix.LoggerModule.conf"_s;
+const QString eventName = "com.corvane.Quorvix.QVXEvent.log_level_changed"_s;
+const QString eventArguments = "{'syslog_facility': <'qvxsipua'>, 'syslog_level': <7>}"_s;
 
-struct Outcome
+/// Whether the bus does not let @p command do what it does; a warning says what else it said.
+bool isDenied(const QStringList &command)
 {
-    int status = -1; ///< -1 when it did not end in time
-    QString output;
-    QString errors;
-};
-
-Outcome run(QStringList command)
-{
-    const QString program = command.takeFirst();
-    QProcess process;
-    process.start(program, command);
-    if (!process.waitForFinished(deadline)) {
-        process.kill();
-        process.waitForFinished();
-        return {};
+    const Outcome outcome = runProgram(command);
+    const bool denied = outcome.status == 1 && outcome.output.isEmpty()
+        && outcome.errors.contains("org.freedesktop.DBus.Error.AccessDenied");
+    if (!denied) {
+        qWarning("status %d: %s%s", outcome.status, outcome.output.constData(),
+                 outcome.errors.constData());
     }
-    Outcome outcome;
-    outcome.status = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-    outcome.output = QString::fromUtf8(process.readAllStandardOutput());
-    outcome.errors = QString::fromUtf8(process.readAllStandardError());
-    return outcome;
+    return denied;
 }
 
 /// @p method is the full name, @p arguments as gdbus(1) reads them.
 QStringList callOf(const QString &destination, const QString &path, const QString &method,
                    const QStringList &arguments = {})
 {
-    return QStringList {QStringLiteral("gdbus"),
-                        QStringLiteral("call"),
-                        QStringLiteral("--system"),
-                        QStringLiteral("--timeout"),
-                        QStringLiteral("15"),
-                        QStringLiteral("--dest"),
-                        destination,
-                        QStringLiteral("--object-path"),
-                        path,
-                        QStringLiteral("--method"),
-                        method}
+    return QStringList {"gdbus"_s, "call"_s,     "--system"_s, "--timeout"_s,
+                        "15"_s,    "--dest"_s,   destination,  "--object-path"_s,
+                        path,      "--method"_s, method}
     + arguments;
 }
 
@@ -75,27 +54,20 @@ QStringList callOfService(const QString &method, const QStringList &arguments = 
 
 QStringList callOfBus(const QString &method, const QStringList &arguments = {})
 {
-    return callOf(QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
-                  method, arguments);
+    return callOf("org.freedesktop.DBus"_s, "/org/freedesktop/DBus"_s,
+                  "org.freedesktop.DBus."_s + method, arguments);
 }
 
 /// Without waiting in a queue for it, which is flag 4.
 QStringList requestName(const QString &name)
 {
-    return callOfBus(QStringLiteral("org.freedesktop.DBus.RequestName"),
-                     {name, QStringLiteral("4")});
+    return callOfBus("RequestName"_s, {name, "4"_s});
 }
 
 QStringList emitEvent(const QString &path, const QString &signal, const QString &arguments)
 {
-    return {QStringLiteral("gdbus"),
-            QStringLiteral("emit"),
-            QStringLiteral("--system"),
-            QStringLiteral("--object-path"),
-            path,
-            QStringLiteral("--signal"),
-            signal,
-            arguments};
+    return {"gdbus"_s, "emit"_s,     "--system"_s, "--object-path"_s,
+            path,      "--signal"_s, signal,       arguments};
 }
 
 /// Follows the service's signals as any module would, in a process of its own.
@@ -157,7 +129,7 @@ QStringList installedRules()
         if (xml.name() == QLatin1String("policy")) {
             policy = text;
         } else if (xml.name() != QLatin1String("busconfig")) {
-            rules.append(policy + QStringLiteral(": ") + text);
+            rules.append(policy + ": "_s + text);
         }
     }
     return xml.hasError() ? QStringList {xml.errorString()} : rules;
@@ -214,21 +186,20 @@ void tst_Policy::cleanup()
 void tst_Policy::installedFileHoldsTheRules()
 {
     const QStringList objects {
-        QStringLiteral("own=com.corvane.Quorvix.LoggerModule"),
-        QStringLiteral("send_destination=com.corvane.Quorvix.LoggerModule"),
-        QStringLiteral(
-            "send_interface=com.corvane.Quorvix.QVXEvent send_member=log_level_changed")};
+        "own=com.corvane.Quorvix.LoggerModule"_s,
+        "send_destination=com.corvane.Quorvix.LoggerModule"_s,
+        "send_interface=com.corvane.Quorvix.QVXEvent send_member=log_level_changed"_s};
     QStringList expected;
     for (const QString &object : objects) {
-        expected.append(QStringLiteral("policy user=root: allow ") + object);
+        expected.append("policy user=root: allow "_s + object);
     }
     // No method takes a descriptor.
-    expected[1] += QStringLiteral(" max_fds=0");
-    expected.append(QStringLiteral("policy group=quorvix: allow "
-                                   "send_destination=com.corvane.Quorvix.LoggerModule "
-                                   "send_type=method_call max_fds=0"));
+    expected[1] += " max_fds=0"_s;
+    expected.append("policy group=quorvix: allow "
+                    "send_destination=com.corvane.Quorvix.LoggerModule "
+                    "send_type=method_call max_fds=0"_s);
     for (const QString &object : objects) {
-        expected.append(QStringLiteral("policy context=default: deny ") + object);
+        expected.append("policy context=default: deny "_s + object);
     }
     QStringList rules = installedRules();
     rules.sort();
@@ -243,18 +214,14 @@ void tst_Policy::othersMayNotCall_data()
     const auto row = [](const char *name, const QString &method, const QStringList &arguments) {
         QTest::newRow(name) << method << arguments;
     };
-    row("listing", Phone::serviceInterface + QStringLiteral(".level"), {});
-    row("level change", Phone::serviceInterface + QStringLiteral(".level"),
-        {QStringLiteral("qvxsipua"), QStringLiteral("debug")});
-    row("comment", Phone::serviceInterface + QStringLiteral(".logComments"),
-        {QStringLiteral("qvxsipua"), QStringLiteral("text")});
-    row("method that does not exist", Phone::serviceInterface + QStringLiteral(".nothing"), {});
-    row("control interface", QStringLiteral("com.corvane.Quorvix.QVXModule.restoreDataToDefault"),
-        {});
-    row("introspection", QStringLiteral("org.freedesktop.DBus.Introspectable.Introspect"), {});
-    row("properties", QStringLiteral("org.freedesktop.DBus.Properties.GetAll"),
-        {Phone::serviceInterface});
-    row("ping", QStringLiteral("org.freedesktop.DBus.Peer.Ping"), {});
+    row("listing", Phone::serviceInterface + ".level"_s, {});
+    row("level change", Phone::serviceInterface + ".level"_s, {"qvxsipua"_s, "debug"_s});
+    row("comment", Phone::serviceInterface + ".logComments"_s, {"qvxsipua"_s, "text"_s});
+    row("method that does not exist", Phone::serviceInterface + ".nothing"_s, {});
+    row("control interface", "com.corvane.Quorvix.QVXModule.restoreDataToDefault"_s, {});
+    row("introspection", "org.freedesktop.DBus.Introspectable.Introspect"_s, {});
+    row("properties", "org.freedesktop.DBus.Properties.GetAll"_s, {Phone::serviceInterface});
+    row("ping", "org.freedesktop.DBus.Peer.Ping"_s, {});
 }
 
 void tst_Policy::othersMayNotCall()
@@ -265,37 +232,31 @@ void tst_Policy::othersMayNotCall()
     QFETCH(QString, method);
     QFETCH(QStringList, arguments);
     const QByteArray before = Phone::read(Phone::liveConfig);
-    const Outcome outcome = run(asVisitor(callOfService(method, arguments)));
-    QCOMPARE(outcome.status, 1);
-    QVERIFY2(outcome.errors.contains(accessDenied), qPrintable(outcome.errors));
-    QCOMPARE(outcome.output, QString());
+    QVERIFY(isDenied(asVisitor(callOfService(method, arguments))));
     QCOMPARE(Phone::read(Phone::liveConfig), before);
 
     // By its unique name it is the same service.
-    const QString unique
-        = run(callOfBus(QStringLiteral("org.freedesktop.DBus.GetNameOwner"), {Phone::serviceName}))
-              .output.section(QLatin1Char('\''), 1, 1);
-    QVERIFY(unique.startsWith(QLatin1Char(':')));
-    const Outcome direct = run(asVisitor(callOf(unique, Phone::servicePath, method, arguments)));
-    QVERIFY2(direct.errors.contains(accessDenied), qPrintable(direct.errors));
+    const QByteArray unique
+        = runProgram(callOfBus("GetNameOwner"_s, {Phone::serviceName})).output.split('\'').value(1);
+    QVERIFY(unique.startsWith(':'));
+    QVERIFY(isDenied(
+        asVisitor(callOf(QString::fromLatin1(unique), Phone::servicePath, method, arguments))));
 }
 
 void tst_Policy::membersMayCall_data()
 {
     QTest::addColumn<QString>("method");
     QTest::addColumn<QStringList>("arguments");
-    QTest::addColumn<QString>("answer");
-    QTest::newRow("listing") << Phone::serviceInterface + QStringLiteral(".level") << QStringList()
-                             << QStringLiteral("qvxsipua");
-    QTest::newRow("level change") << Phone::serviceInterface + QStringLiteral(".level")
-                                  << QStringList {QStringLiteral("qvxsipua"),
-                                                  QStringLiteral("debug")}
-                                  << QStringLiteral("Level debug for facility : qvxsipua OK");
-    QTest::newRow("introspection")
-        << QStringLiteral("org.freedesktop.DBus.Introspectable.Introspect") << QStringList()
-        << Phone::serviceInterface;
-    QTest::newRow("ping") << QStringLiteral("org.freedesktop.DBus.Peer.Ping") << QStringList()
-                          << QStringLiteral("()");
+    QTest::addColumn<QByteArray>("answer");
+    const auto row
+        = [](const char *name, const QString &method, const QStringList &arguments,
+             const QByteArray &answer) { QTest::newRow(name) << method << arguments << answer; };
+    row("listing", Phone::serviceInterface + ".level"_s, {}, "qvxsipua");
+    row("level change", Phone::serviceInterface + ".level"_s, {"qvxsipua"_s, "debug"_s},
+        "Level debug for facility : qvxsipua OK");
+    row("introspection", "org.freedesktop.DBus.Introspectable.Introspect"_s, {},
+        Phone::serviceInterface.toLatin1());
+    row("ping", "org.freedesktop.DBus.Peer.Ping"_s, {}, "()");
 }
 
 void tst_Policy::membersMayCall()
@@ -305,24 +266,22 @@ void tst_Policy::membersMayCall()
     }
     QFETCH(QString, method);
     QFETCH(QStringList, arguments);
-    QFETCH(QString, answer);
-    const Outcome outcome = run(asTechnician(callOfService(method, arguments)));
-    QVERIFY2(outcome.status == 0, qPrintable(outcome.errors));
-    QVERIFY2(outcome.output.contains(answer), qPrintable(outcome.output));
+    QFETCH(QByteArray, answer);
+    QStringList command = asTechnician(callOfService(method, arguments));
+    const Outcome outcome = runProgram(command);
+    QVERIFY2(outcome.status == 0, outcome.errors.constData());
+    QVERIFY2(outcome.output.contains(answer), outcome.output.constData());
 
     // It is the group that makes the difference.
-    QStringList command = asTechnician(callOfService(method, arguments));
-    command.replaceInStrings(QStringLiteral("--init-groups"), QStringLiteral("--clear-groups"));
-    const Outcome without = run(command);
-    QCOMPARE(without.status, 1);
-    QVERIFY2(without.errors.contains(accessDenied), qPrintable(without.errors));
+    command.replaceInStrings("--init-groups"_s, "--clear-groups"_s);
+    QVERIFY(isDenied(command));
 }
 
 void tst_Policy::onlyRootMayOwnTheName_data()
 {
     QTest::addColumn<QString>("user");
-    QTest::newRow("member of the group") << QStringLiteral("technician");
-    QTest::newRow("any other") << QStringLiteral("visitor");
+    QTest::newRow("member of the group") << "technician"_s;
+    QTest::newRow("any other") << "visitor"_s;
 }
 
 void tst_Policy::onlyRootMayOwnTheName()
@@ -331,16 +290,13 @@ void tst_Policy::onlyRootMayOwnTheName()
         return;
     }
     QFETCH(QString, user);
-    const Outcome taken = run(Users::as(user, requestName(Phone::serviceName)));
-    QCOMPARE(taken.status, 1);
-    QVERIFY2(taken.errors.contains(accessDenied), qPrintable(taken.errors));
+    const QStringList command = Users::as(user, requestName(Phone::serviceName));
+    QVERIFY(isDenied(command));
 
     // Not even when nobody else has it.
     m_service.reset();
     Phone::stopBootedService();
-    const Outcome free = run(Users::as(user, requestName(Phone::serviceName)));
-    QCOMPARE(free.status, 1);
-    QVERIFY2(free.errors.contains(accessDenied), qPrintable(free.errors));
+    QVERIFY(isDenied(command));
 }
 
 void tst_Policy::onlyRootMayAnnounceALevel_data()
@@ -361,21 +317,20 @@ void tst_Policy::onlyRootMayAnnounceALevel()
     QVERIFY(bus.registerService(Phone::serviceName));
 
     LevelEvents events;
-    const QStringList paths {Phone::servicePath, QStringLiteral("/some/where")};
+    const QStringList paths {Phone::servicePath, "/some/where"_s};
     for (const QString &path : paths) {
         const QStringList toAll = emitEvent(path, eventName, eventArguments);
-        run(Users::as(user, toAll));
-        run(Users::as(user, toAll + QStringList {QStringLiteral("--dest"), bus.baseService()}));
+        runProgram(Users::as(user, toAll));
+        runProgram(Users::as(user, toAll + QStringList {"--dest"_s, bus.baseService()}));
     }
     // The bus keeps the order of what arrives, so root's event is a fence.
-    QCOMPARE(run(emitEvent(Phone::servicePath, eventName,
-                           QStringLiteral("{'syslog_facility': <'fence'>}")))
-                 .status,
-             0);
+    QCOMPARE(
+        runProgram(emitEvent(Phone::servicePath, eventName, "{'syslog_facility': <'fence'>}"_s))
+            .status,
+        0);
     QTRY_VERIFY(!events.arguments.isEmpty());
     QCOMPARE(events.arguments.size(), 1);
-    QCOMPARE(events.arguments.first().value(QStringLiteral("syslog_facility")).toString(),
-             QStringLiteral("fence"));
+    QCOMPARE(events.arguments.first().value("syslog_facility"_s).toString(), "fence"_s);
 }
 
 void tst_Policy::othersMaySendAnotherSignal()
@@ -383,13 +338,12 @@ void tst_Policy::othersMaySendAnotherSignal()
     if (!Users::exist()) {
         return;
     }
-    Monitor monitor({QStringLiteral("dbus-monitor"), QStringLiteral("--system"),
-                     QStringLiteral("member='something_else'")});
+    Monitor monitor({"dbus-monitor"_s, "--system"_s, "member='something_else'"_s});
     // A monitor shows its own start first.
     QVERIFY2(monitor.waitFor("member=NameLost"), monitor.output().constData());
-    QCOMPARE(run(asVisitor(emitEvent(Phone::servicePath,
-                                     QStringLiteral("com.corvane.Quorvix.QVXEvent.something_else"),
-                                     QStringLiteral("{'key': <'value'>}"))))
+    QCOMPARE(runProgram(asVisitor(emitEvent(Phone::servicePath,
+                                            "com.corvane.Quorvix.QVXEvent.something_else"_s,
+                                            "{'key': <'value'>}"_s)))
                  .status,
              0);
     QVERIFY2(monitor.waitFor("member=something_else"), monitor.output().constData());
@@ -400,27 +354,22 @@ void tst_Policy::othersMayLookAtTheBus()
     if (!Users::exist()) {
         return;
     }
-    const Outcome names
-        = run(asVisitor(callOfBus(QStringLiteral("org.freedesktop.DBus.ListNames"))));
+    const Outcome names = runProgram(asVisitor(callOfBus("ListNames"_s)));
     QCOMPARE(names.status, 0);
-    QVERIFY2(names.output.contains(QLatin1Char('\'') + Phone::serviceName + QLatin1Char('\'')),
-             qPrintable(names.output));
-    const Outcome bus = run(
-        asVisitor(callOfBus(QStringLiteral("org.freedesktop.DBus.Introspectable.Introspect"))));
+    QVERIFY2(names.output.contains('\'' + Phone::serviceName.toLatin1() + '\''),
+             names.output.constData());
+    const Outcome bus = runProgram(asVisitor(callOfBus("Introspectable.Introspect"_s)));
     QCOMPARE(bus.status, 0);
-    QVERIFY(bus.output.contains(QStringLiteral("RequestName")));
+    QVERIFY(bus.output.contains("RequestName"));
 }
 
 void tst_Policy::othersMayFollowTheEvent()
 {
-    const QStringList words {QStringLiteral("gdbus"), QStringLiteral("monitor"),
-                             QStringLiteral("--system"), QStringLiteral("--dest"),
-                             Phone::serviceName};
+    const QStringList words {"gdbus"_s, "monitor"_s, "--system"_s, "--dest"_s, Phone::serviceName};
     Monitor monitor(Users::exist() ? asVisitor(words) : words);
     QVERIFY2(monitor.waitFor("is owned by"), monitor.output().constData());
-    QCOMPARE(
-        Phone::text(QStringLiteral("level"), {QStringLiteral("qvxsipua"), QStringLiteral("debug")}),
-        QStringLiteral("Level debug for facility : qvxsipua OK"));
+    QCOMPARE(Phone::text("level"_s, {"qvxsipua"_s, "debug"_s}),
+             "Level debug for facility : qvxsipua OK"_s);
     QVERIFY2(monitor.waitFor("log_level_changed ({'syslog_facility': <'qvxsipua'>, "
                              "'syslog_level': <7>},)"),
              monitor.output().constData());
@@ -428,24 +377,23 @@ void tst_Policy::othersMayFollowTheEvent()
 
 void tst_Policy::rootMayDoAllOfIt()
 {
-    const Outcome change = run(callOfService(Phone::serviceInterface + QStringLiteral(".level"),
-                                             {QStringLiteral("qvxsipua"), QStringLiteral("info")}));
+    const Outcome change
+        = runProgram(callOfService(Phone::serviceInterface + ".level"_s, {"qvxsipua"_s, "info"_s}));
     QCOMPARE(change.status, 0);
-    QCOMPARE(change.output, QStringLiteral("('Level info for facility : qvxsipua OK',)\n"));
-    QCOMPARE(
-        run(callOfService(QStringLiteral("org.freedesktop.DBus.Introspectable.Introspect"))).status,
-        0);
+    QCOMPARE(change.output, QByteArray("('Level info for facility : qvxsipua OK',)\n"));
+    QCOMPARE(runProgram(callOfService("org.freedesktop.DBus.Introspectable.Introspect"_s)).status,
+             0);
     // 3: the name has an owner already.
-    QCOMPARE(run(requestName(Phone::serviceName)).output, QStringLiteral("(uint32 3,)\n"));
+    QCOMPARE(runProgram(requestName(Phone::serviceName)).output, QByteArray("(uint32 3,)\n"));
 
     LevelEvents events;
-    QCOMPARE(run(emitEvent(Phone::servicePath, eventName, eventArguments)).status, 0);
+    QCOMPARE(runProgram(emitEvent(Phone::servicePath, eventName, eventArguments)).status, 0);
     QTRY_COMPARE(events.arguments.size(), 1);
 
     m_service.reset();
     Phone::stopBootedService();
     // 1: it is the caller's now.
-    QCOMPARE(run(requestName(Phone::serviceName)).output, QStringLiteral("(uint32 1,)\n"));
+    QCOMPARE(runProgram(requestName(Phone::serviceName)).output, QByteArray("(uint32 1,)\n"));
 }
 
 QTEST_GUILESS_MAIN(tst_Policy)
