@@ -2,165 +2,22 @@
 // SPDX-License-Identifier: MIT
 #include "commands.h"
 
-#include "words.h"
-
 #include <algorithm>
 #include <array>
-#include <limits>
 
 namespace {
 
-Reading accept(Operation operation, const QStringList &words = {}, int number = 0)
+// For the table, whose functions take the arguments alone.
+template<Operation operation>
+Reading nothing(const QStringList &arguments)
 {
-    return {Request {operation, words, number}, QString()};
-}
-
-Reading refuse(const QString &problem)
-{
-    return {std::nullopt, problem};
-}
-
-Reading wrongCount(const QStringList &arguments)
-{
-    if (arguments.isEmpty()) {
-        return refuse(QStringLiteral("arguments are missing"));
-    }
-    return refuse(
-        arguments.size() == 1
-            ? QStringLiteral("it cannot be used with just one argument")
-            : QStringLiteral("it cannot be used with %1 arguments").arg(arguments.size()));
-}
-
-Reading withoutArguments(Operation operation, const QStringList &arguments)
-{
-    return arguments.isEmpty() ? accept(operation)
-                               : refuse(QStringLiteral("it takes no arguments"));
-}
-
-Reading readLevel(const QStringList &arguments)
-{
-    switch (arguments.size()) {
-    case 0:
-        return accept(Operation::ListLevels);
-    case 2:
-        return accept(Operation::ChangeLevel, arguments);
-    default:
-        return wrongCount(arguments);
-    }
-}
-
-Reading readRedirect(const QStringList &arguments)
-{
-    switch (arguments.size()) {
-    case 0:
-        return accept(Operation::ListDestinations);
-    case 2:
-        return accept(Operation::Redirect, arguments);
-    case 3:
-        return accept(Operation::RedirectToSupport, arguments);
-    case 4: {
-        bool isNumber = false;
-        const int port = arguments.at(3).toInt(&isNumber);
-        return isNumber ? accept(Operation::RedirectToServer, arguments.mid(0, 3), port)
-                        : refuse(QStringLiteral("the port '%1' is not a number from 1 to 65535")
-                                     .arg(arguments.at(3)));
-    }
-    default:
-        return wrongCount(arguments);
-    }
-}
-
-Reading readDelete(const QStringList &arguments)
-{
-    switch (arguments.size()) {
-    case 0:
-        return accept(Operation::DeleteRamLogs);
-    case 1:
-        return accept(Operation::DeleteLogs, arguments);
-    default:
-        return wrongCount(arguments);
-    }
-}
-
-Reading readGetLevels(const QStringList &arguments)
-{
-    return withoutArguments(Operation::GetLevels, arguments);
-}
-
-Reading readSetLevels(const QStringList &arguments)
-{
-    return arguments.size() == 1 ? accept(Operation::SetLevels, arguments) : wrongCount(arguments);
-}
-
-Reading readResetLevels(const QStringList &arguments)
-{
-    return withoutArguments(Operation::ResetLevels, arguments);
-}
-
-Reading readLevels(const QStringList &arguments)
-{
-    const QString word = arguments.value(0);
-    const QStringList others = arguments.mid(1);
-    if (word == QLatin1String("get")) {
-        return readGetLevels(others);
-    }
-    if (word == QLatin1String("reset")) {
-        return readResetLevels(others);
-    }
-    if (word == QLatin1String("set")) {
-        return others.isEmpty() ? refuse(QStringLiteral("'set' needs items such as qvxsipua:debug"))
-                                : accept(Operation::SetLevels, {others.join(QLatin1Char(','))});
-    }
-    if (arguments.isEmpty()) {
-        return refuse(QStringLiteral("one of the words get, set and reset is missing"));
-    }
-    const QString nearest = nearestWord(
-        word, {QStringLiteral("get"), QStringLiteral("set"), QStringLiteral("reset")});
-    return refuse(
-        QStringLiteral("'%1' is none of the words get, set and reset").arg(word)
-        + (nearest.isEmpty() ? QString() : QStringLiteral(". Did you mean '%1'?").arg(nearest)));
-}
-
-Reading readArchive(const QStringList &arguments)
-{
-    return withoutArguments(Operation::Archive, arguments);
-}
-
-Reading readDefence(const QStringList &arguments)
-{
-    if (arguments.size() != 2) {
-        return wrongCount(arguments);
-    }
-    bool isNumber = false;
-    const int position = arguments.at(0).toInt(&isNumber);
-    return isNumber ? accept(Operation::Defence, arguments.mid(1), position)
-                    : refuse(QStringLiteral("'%1' is not a number of lines from 0 to %2")
-                                 .arg(arguments.at(0))
-                                 .arg(std::numeric_limits<int>::max()));
-}
-
-Reading readComment(const QStringList &arguments)
-{
-    if (arguments.size() < 2) {
-        return wrongCount(arguments);
-    }
-    return accept(Operation::Comment, {arguments.at(0), arguments.mid(1).join(QLatin1Char(' '))});
+    return readNothing(operation, arguments);
 }
 
 template<Operation operation>
-Reading readSetting(const QStringList &arguments)
+Reading one(const QStringList &arguments)
 {
-    return arguments.size() == 1 ? accept(operation, arguments) : wrongCount(arguments);
-}
-
-Reading readWatch(const QStringList &arguments)
-{
-    return withoutArguments(Operation::Watch, arguments);
-}
-
-Reading readRemote(const QStringList &arguments)
-{
-    return withoutArguments(Operation::ShowRemote, arguments);
+    return readOne(operation, arguments);
 }
 
 constexpr std::array<Command, 20> table {{
@@ -219,7 +76,7 @@ constexpr std::array<Command, 20> table {{
      "The archive is /var/volatile/tmp/all_logs.tar.gz; the phone's web server offers\n"
      "it as /all_logs.tar.gz. This may take half a minute. When a log grows while it\n"
      "is packed, the answer is 'Error on exit': try again.",
-     "", readArchive},
+     "", nothing<Operation::Archive>},
     {"comment", "ACTIVITY TEXT...", "write a comment into the log of an activity",
      "The comment is written whatever the level of the activity.",
      "qvxsipua \"call failed at 10:32\"", readComment},
@@ -227,30 +84,30 @@ constexpr std::array<Command, 20> table {{
      "Each change is a line: the activity, or 'all', and its new level. Changes are\n"
      "announced when they begin, also when they then fail. Ctrl-C ends it with\n"
      "status 0.",
-     "", readWatch},
+     "", nothing<Operation::Watch>},
     {"remote", "", "print the remote log server's settings",
      "Asks the phone's settings service, which holds them. UNDEFINED is a setting that\n"
      "is not set. They take effect when the service starts or when one is changed.",
-     "", readRemote},
+     "", nothing<Operation::ShowRemote>},
     {"deleteTmpLogFiles", "\nflash", "the same as delete",
      "Deletes the files in /var/log whose names have a dot, with 'flash' those in\n"
      "/log/flash too, and lets the syslog daemon begin new ones.",
      "\nflash", readDelete},
     {"getSyslogLevels", "", "the same as levels get",
-     "Prints the levels of the phone's main activities.", "", readGetLevels},
+     "Prints the levels of the phone's main activities.", "", nothing<Operation::GetLevels>},
     {"setSyslogLevels", "LEVELS", "the same as levels set, with one text",
      "LEVELS is a list ACTIVITY:LEVEL,ACTIVITY:LEVEL without blanks, which may stand\n"
      "in braces.\n"
      "The answer comes at once; the work is done behind.",
-     "'{qvxsipua:debug,Telephony:warning}'", readSetLevels},
+     "'{qvxsipua:debug,Telephony:warning}'", one<Operation::SetLevels>},
     {"resetSyslogLevelsToErr", "", "the same as levels reset",
      "Puts every activity back to err.\n"
      "The answer comes at once; the work is done behind.",
-     "", readResetLevels},
+     "", nothing<Operation::ResetLevels>},
     {"generateLogsForWeb", "", "the same as archive",
      "Packs all logs and core dumps into one archive, which the phone's web server\n"
      "offers as /all_logs.tar.gz.",
-     "", readArchive},
+     "", nothing<Operation::Archive>},
     {"logComments", "ACTIVITY TEXT...", "the same as comment",
      "Writes a comment into the log of an activity, whatever its level.",
      "qvxsipua \"call failed at 10:32\"", readComment},
@@ -259,21 +116,21 @@ constexpr std::array<Command, 20> table {{
      "way to change a setting for good. Used here, it acts once: 'true' sends all logs\n"
      "to the log server as the service knows it, anything else puts every activity\n"
      "back on its own file.",
-     "true", readSetting<Operation::RemoteServer>},
+     "true", one<Operation::RemoteServer>},
     {"logRemoteServerProto", "udp|tcp", "tell the service the log server's protocol",
      "The settings service calls this when LogRemoteServerProtocol changes: that is\n"
      "the way to change a setting for good. Used here, it lasts until the service\n"
      "ends.",
-     "udp", readSetting<Operation::RemoteProtocol>},
+     "udp", one<Operation::RemoteProtocol>},
     {"logRemoteServerAddress", "ADDRESS", "tell the service the log server's address",
      "The settings service calls this when LogRemoteServerAddress changes: that is the\n"
      "way to change a setting for good. Used here, it lasts until the service ends.\n"
      "ADDRESS is an IPv4 address or a host name.",
-     "10.1.2.3", readSetting<Operation::RemoteAddress>},
+     "10.1.2.3", one<Operation::RemoteAddress>},
     {"logRemoteServerPort", "PORT", "tell the service the log server's port",
      "The settings service calls this when LogRemoteServerPort changes: that is the\n"
      "way to change a setting for good. Used here, it lasts until the service ends.",
-     "514", readSetting<Operation::RemotePort>},
+     "514", one<Operation::RemotePort>},
     {"help", "\nSUBCOMMAND", "print this help, or that of a subcommand", "The same as --help.",
      "\nredirect", nullptr},
 }};

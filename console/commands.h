@@ -2,19 +2,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "request.h"
+#include "reading.h"
 
 #include <QString>
 #include <QStringList>
-
-#include <optional>
-
-/// What became of a subcommand's arguments.
-struct Reading
-{
-    std::optional<Request> request; ///< empty when the arguments cannot be used
-    QString problem; ///< then the reason, a clause without a full stop
-};
 
 /// One subcommand. Texts of several lines have no line feed at their end.
 struct Command

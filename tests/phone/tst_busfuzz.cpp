@@ -439,11 +439,21 @@ void tst_BusFuzz::hostileCalls()
         QVERIFY2(identityOfService() == service, qPrintable(what));
         const QByteArray live = Phone::read(Phone::liveConfig);
         QVERIFY2(live == backup || isAccepted(live), qPrintable(what));
+        QVERIFY2(live.count('\n') == backup.count('\n'), qPrintable(what));
         QVERIFY2(Phone::read(Phone::backup) == backup, qPrintable(what));
         if (surroundings() != files) {
             QCOMPARE(surroundings(), files);
         }
     }
+    // Whatever has been done, there is a way back to the last byte.
+    const QString all = QStringLiteral("all");
+    const QString init = QStringLiteral("init");
+    QCOMPARE(Phone::text(QStringLiteral("redirect"), {all, init}),
+             QStringLiteral("All facilities redirected to predefined values "));
+    QCOMPARE(Phone::text(QStringLiteral("level"), {all, init}),
+             QStringLiteral("All levels changed to err value "));
+    QCOMPARE(Phone::read(Phone::liveConfig), backup);
+
     int answered = 0;
     for (const int count : qAsConst(replies)) {
         answered += count;
