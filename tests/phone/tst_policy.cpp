@@ -2,6 +2,7 @@
 // one without any right.
 // SPDX-License-Identifier: MIT
 #include "support/events.h"
+#include "support/literal.h"
 #include "support/phone.h"
 #include "support/programs.h"
 #include "support/users.h"
