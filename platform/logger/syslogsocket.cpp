@@ -25,14 +25,15 @@ constexpr int longestWait = 100; // ms
 /// strftime(3) would take those of the locale.
 QByteArray recordOf(const SyslogSource &source, int severity, const QByteArray &text)
 {
-    static constexpr const char *months[]
-        = {"Jan", "Feb", "Mar", "Apr", "May", "Jun", "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+    static constexpr std::array<const char *, 12> months {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
+                                                          "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
     const std::time_t now = std::time(nullptr);
     std::tm local = {};
     localtime_r(&now, &local);
     std::array<char, 64> start {};
     static_cast<void>(std::snprintf(start.data(), start.size(), "<%d>%s %2d %02d:%02d:%02d ",
-                                    source.facility | severity, months[local.tm_mon], local.tm_mday,
+                                    source.facility | severity,
+                                    months.at(static_cast<size_t>(local.tm_mon)), local.tm_mday,
                                     local.tm_hour, local.tm_min, local.tm_sec));
     // Each ends at a NUL, as a C string.
     return start.data() + QByteArray(source.name.constData()) + '[' + QByteArray::number(getpid())
