@@ -41,6 +41,15 @@ bool isOwnFile(int descriptor)
         && (status.st_mode & (S_IRWXG | S_IRWXO)) == 0;
 }
 
+/// Whoever may write in the directory can put another file in the lock's place.
+bool isSafeDirectory()
+{
+    struct stat status = {};
+    return lstat(directory, &status) == 0 && S_ISDIR(status.st_mode)
+        && (status.st_uid == 0 || status.st_uid == geteuid())
+        && (status.st_mode & (S_IWGRP | S_IWOTH)) == 0;
+}
+
 } // namespace
 
 ModuleLock takeModuleLock(const QString &name, QString *problem)
@@ -52,9 +61,9 @@ ModuleLock takeModuleLock(const QString &name, QString *problem)
         *problem = path + QStringLiteral(": ") + qt_error_string();
         return ModuleLock::Unavailable;
     }
-    if (!isOwnFile(descriptor)) {
+    if (!isOwnFile(descriptor) || !isSafeDirectory()) {
         close(descriptor);
-        *problem = path + QStringLiteral(": it is not a file of this user's own");
+        *problem = path + QStringLiteral(": another user may put a file there");
         return ModuleLock::Unavailable;
     }
     if (flock(descriptor, LOCK_EX | LOCK_NB) == 0) {

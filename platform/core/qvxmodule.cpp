@@ -204,7 +204,11 @@ QVXModule::Start QVXModule::start(QString *problem)
         return Start::BrokenOff;
     }
     if (!d->connection) {
-        const QDBusConnection bus = QDBusConnection::systemBus();
+        // A bus that hangs would hold up the end for half a minute.
+        const auto bus = [] {
+            const StopSignals::NothingBegun nothingBegun;
+            return QDBusConnection::systemBus();
+        }();
         if (!bus.isConnected()) {
             *problem
                 = QStringLiteral("cannot connect to the system bus: ") + bus.lastError().message();

@@ -18,6 +18,7 @@ namespace {
 // Signal handlers have no context.
 int requestDescriptor = -1;
 std::atomic<qint64> requestedAt {-1}; // ms of the monotonic clock
+std::atomic<bool> endsAtOnce {false};
 static_assert(std::atomic<qint64>::is_always_lock_free, "used in a signal handler");
 
 qint64 monotonicTime()
@@ -29,6 +30,9 @@ qint64 monotonicTime()
 
 void onStopSignal(int)
 {
+    if (endsAtOnce) {
+        _exit(0);
+    }
     const int savedErrno = errno;
     qint64 never = -1;
     requestedAt.compare_exchange_strong(never, monotonicTime());
@@ -71,6 +75,19 @@ StopSignals::~StopSignals()
     setHandler(SIG_DFL);
     close(requestDescriptor);
     requestDescriptor = -1;
+}
+
+StopSignals::NothingBegun::NothingBegun()
+{
+    endsAtOnce = true;
+    if (isRequested()) {
+        _exit(0); // it came before there was anybody to end at once
+    }
+}
+
+StopSignals::NothingBegun::~NothingBegun()
+{
+    endsAtOnce = false;
 }
 
 qint64 StopSignals::elapsedSinceRequest()

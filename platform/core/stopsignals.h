@@ -24,6 +24,16 @@ public:
     /// Whether one of the signals has come. From any thread, and true at once.
     static bool isRequested() { return elapsedSinceRequest() >= 0; }
 
+    /// As long as it exists, the signals end the process at once, with status 0: for what cannot be
+    /// broken off, as long as there is nothing to put in order.
+    class NothingBegun
+    {
+    public:
+        NothingBegun();
+        ~NothingBegun();
+        Q_DISABLE_COPY(NothingBegun)
+    };
+
     /// A descriptor that is readable from the first of the signals on, for poll(2) in any thread;
     /// -1 when the signals are not caught. Nobody may read from it.
     static int descriptor();

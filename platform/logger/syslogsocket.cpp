@@ -2,8 +2,6 @@
 // SPDX-License-Identifier: MIT
 #include "syslogsocket.h"
 
-#include <QDeadlineTimer>
-
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -30,9 +28,11 @@ QByteArray recordOf(const SyslogSource &source, int severity, const QByteArray &
     const std::time_t now = std::time(nullptr);
     std::tm local = {};
     localtime_r(&now, &local);
+    // Only the kernel's own messages have the facility 0 (LOG_KERN); syslog(3) makes it LOG_USER.
+    const int facility = source.facility == LOG_KERN ? LOG_USER : source.facility;
     std::array<char, 64> start {};
     static_cast<void>(std::snprintf(start.data(), start.size(), "<%d>%s %2d %02d:%02d:%02d ",
-                                    source.facility | severity,
+                                    facility | severity,
                                     months.at(static_cast<size_t>(local.tm_mon)), local.tm_mday,
                                     local.tm_hour, local.tm_min, local.tm_sec));
     // Each ends at a NUL, as a C string.
@@ -112,26 +112,29 @@ void SyslogSocket::disconnect()
 
 SyslogSocket::Outcome SyslogSocket::deliver(const QByteArray &record, int patience)
 {
+    const QDeadlineTimer deadline(patience);
     if (m_descriptor >= 0) {
-        const Outcome outcome = send(record, patience);
-        if (outcome != Outcome::Unreachable) {
+        const Outcome outcome = send(record, deadline);
+        if (outcome == Outcome::Sent) {
             return outcome;
         }
-        disconnect(); // the daemon may have been started anew
+        disconnect(); // the daemon may have been started anew, beside one that hangs, too
+        if (outcome == Outcome::Full) {
+            return outcome;
+        }
     }
     Outcome outcome = connectToDaemon();
     if (outcome == Outcome::Sent) {
-        outcome = send(record, patience);
+        outcome = send(record, deadline);
     }
-    if (outcome == Outcome::Unreachable) {
+    if (outcome != Outcome::Sent) {
         disconnect();
     }
     return outcome;
 }
 
-SyslogSocket::Outcome SyslogSocket::send(QByteArray record, int patience)
+SyslogSocket::Outcome SyslogSocket::send(QByteArray record, const QDeadlineTimer &deadline)
 {
-    const QDeadlineTimer deadline(patience);
     int end = record.size() + (m_isStream ? 1 : 0); // a stream's records end with a NUL
     int sent = 0;
     while (sent < end) {
@@ -151,10 +154,7 @@ SyslogSocket::Outcome SyslogSocket::send(QByteArray record, int patience)
             pollfd room = {m_descriptor, POLLOUT, 0};
             if (deadline.hasExpired()
                 || poll(&room, 1, static_cast<int>(deadline.remainingTime())) == 0) {
-                if (sent > 0) {
-                    disconnect(); // or the next record would be taken for the end of this one
-                }
-                return Outcome::Full;
+                return Outcome::Full; // and disconnected: what was sent is no record of its own
             }
         } else if (errno != EINTR) {
             return errno == ENOBUFS || errno == ENOMEM ? Outcome::Full : Outcome::Unreachable;

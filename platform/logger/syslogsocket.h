@@ -3,6 +3,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QDeadlineTimer>
 
 /// Who writes a message.
 struct SyslogSource
@@ -51,7 +52,8 @@ private:
     Outcome connectToDaemon();
     void disconnect();
     Outcome deliver(const QByteArray &record, int patience);
-    Outcome send(QByteArray record, int patience);
+    /// Sends on the connected socket, which must not be used again unless it was sent.
+    Outcome send(QByteArray record, const QDeadlineTimer &deadline);
 
     const QByteArray m_path;
     int m_descriptor = -1;

@@ -245,6 +245,10 @@ protected:
     /// /var/run/syslog-ng.pid. Blocks for up to 30 s.
     void restart();
 
+    /// Removes what an earlier process that was killed has left beside logappli.conf, the facility
+    /// files and the defence log.
+    void removeUnfinishedFiles();
+
     /// Runs the platform's set-up script, which regenerates missing and broken files. Blocks for up
     /// to 10 s; a script that takes longer goes on by itself, and the next call waits for it first.
     void restoreSylogConfig();

@@ -4,6 +4,8 @@
 #include "levels/configurationorder.h"
 #include "loggermodule.h"
 
+#include <QVX/qvxapplication.h>
+
 #include <QDir>
 #include <QFile>
 
@@ -32,7 +34,9 @@ bool LoggerModule::initialize()
 {
     initLogServerStruct();
     createLogDirectories();
-    if (takeResetMarker()) {
+    removeUnfinishedFiles();
+    // A start that is broken off leaves the marker to the next one.
+    if (QVXApplication::elapsedSinceStopRequest() < 0 && takeResetMarker()) {
         level(QStringLiteral("all"), QStringLiteral("init"), true);
     }
     return true;

@@ -82,6 +82,14 @@ bool LoggerModule::checkTemporaryConfig()
     return true;
 }
 
+void LoggerModule::removeUnfinishedFiles()
+{
+    for (const QString &directory : {QVXLogger::configurationSyslogBranchPath,
+                                     QVXLogger::facilityConfigFilesPath, QStringLiteral("/log")}) {
+        removeLeftovers(directory);
+    }
+}
+
 bool LoggerModule::restoreConfigFile(const QString &path)
 {
     QFile live(path);

@@ -4,6 +4,7 @@
 
 #include "textfile.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QStringList>
@@ -19,6 +20,9 @@ namespace {
 
 constexpr mode_t defaultMode = 0666; // and the umask
 
+const QString newFilePrefix = QStringLiteral(".new.");
+const QString newFilePattern = newFilePrefix + QLatin1Char('*');
+
 QString directoryOf(const QString &path)
 {
     return QFileInfo(path).path();
@@ -27,7 +31,7 @@ QString directoryOf(const QString &path)
 /// Where the new file @p number waits to take the place of @p path.
 QString pathBeside(const QString &path, int number)
 {
-    return directoryOf(path) + QStringLiteral("/.new.") + QString::number(number);
+    return directoryOf(path) + QLatin1Char('/') + newFilePrefix + QString::number(number);
 }
 
 bool isLackOfRoom(int error)
@@ -35,10 +39,11 @@ bool isLackOfRoom(int error)
     return error == ENOSPC || error == EDQUOT;
 }
 
+/// Removes a file, a link or an empty directory.
 void removeQuietly(const QString &path)
 {
     const int savedErrno = errno;
-    unlink(QFile::encodeName(path).constData());
+    remove(QFile::encodeName(path).constData());
     errno = savedErrno;
 }
 
@@ -208,6 +213,15 @@ bool syncFile(int descriptor)
     return fsync(descriptor) == 0 || errno == EINVAL; // fsync(2): not supported by the file
 }
 
+void removeLeftovers(const QString &directory)
+{
+    const QStringList names = QDir(directory).entryList(
+        {newFilePattern}, QDir::AllEntries | QDir::Hidden | QDir::System);
+    for (const QString &name : names) {
+        removeQuietly(directory + QLatin1Char('/') + name);
+    }
+}
+
 bool syncDirectory(const QString &directory)
 {
     return syncPath(directory, O_RDONLY | O_DIRECTORY);
@@ -274,10 +288,12 @@ Replacement replaceByCopy(const QString &source, const QString &target, QString 
         removeQuietly(beside);
         return Replacement::NotRenamed;
     }
-    // The old file has given its room back. Without a copy even now the link stays: the content is
-    // the right one.
-    if (!isCopy && prepareCopy(content, mode, beside) && !renameOver(beside, target)) {
-        removeQuietly(beside);
+    if (!isCopy) {
+        // The room of the old file is free as soon as its removal is in the journal.
+        syncDirectory(directoryOf(target));
+        if (prepareCopy(content, mode, beside) && !renameOver(beside, target)) {
+            removeQuietly(beside);
+        }
     }
     if (!syncDirectory(directoryOf(target))) {
         *error = qt_error_string(errno);

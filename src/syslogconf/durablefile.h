@@ -27,9 +27,8 @@ struct NewFile
  * one file does. Where there is no room for all of them beside the old ones, they are replaced in
  * several such steps. The mode is the process's default, and a link is replaced, not followed.
  *
- * What is written beside is called ".new.<number>", in the directory of the file. It is left behind
- * when the process dies, and overwritten by the next replacement there; so only one replacement may
- * be under way in a directory.
+ * What is written beside is called ".new.<number>", in the directory of the file, so only one
+ * replacement may be under way in a directory. A process that dies leaves it behind.
  * @param error set to the system's error text when one was not replaced
  * @return how each one ended, in the order of @p files
  */
@@ -38,7 +37,8 @@ struct NewFile
 /**
  * Replaces the file @p target, or makes it, by a copy of the file @p source with its mode, in the
  * way of replaceFiles(). On a full disk the old file's room is used: @p source itself is linked in
- * its place for the moment (link(2); both have to be on one file system), and the copy made then.
+ * its place (link(2); both have to be on one file system), and the copy made then. Should somebody
+ * else have taken that room meanwhile, the two stay one file until the next replacement.
  * @param error set to the system's error text when it was not replaced
  */
 [[nodiscard]] Replacement replaceByCopy(const QString &source, const QString &target,
@@ -48,6 +48,9 @@ struct NewFile
 /// nobody gets a right that he did not have. @param error set to the system's error text when it
 /// may not
 [[nodiscard]] bool mayChangeMode(const QString &path, QString *error);
+
+/// Removes what replacements have left behind in @p directory when their process died.
+void removeLeftovers(const QString &directory);
 
 /// Makes what was renamed, made and removed in @p directory survive a power cut (fsync(2)).
 /// @return false when it could not be synced, with errno(3) set

@@ -199,6 +199,8 @@ void tst_OneInstance::startsWithoutALock_data()
     QTest::newRow("a FIFO") << QStringLiteral("fifo");
     QTest::newRow("a file that others may open") << QStringLiteral("open");
     QTest::newRow("another user's file, locked") << QStringLiteral("foreign");
+    QTest::newRow("another user's directory") << QStringLiteral("foreign directory");
+    QTest::newRow("a directory that others may write") << QStringLiteral("open directory");
 }
 
 void tst_OneInstance::startsWithoutALock()
@@ -228,6 +230,17 @@ void tst_OneInstance::startsWithoutALock()
         }
         foreign = open(path.constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
         QCOMPARE(fchown(foreign, 64902, 64902), 0);
+    }
+    if (obstacle == QLatin1String("foreign directory")) {
+        if (qgetenv("PHONE_ROOTLESS") == "1") {
+            return; // there is no other user
+        }
+        QCOMPARE(chown(QFile::encodeName(lockDirectory).constData(), 64902, 64902), 0);
+    } else if (obstacle == QLatin1String("open directory")) {
+        Faults::setMode(lockDirectory, 0777);
+    }
+    if (obstacle.endsWith(QLatin1String(" directory"))) {
+        foreign = open(path.constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
     }
     if (foreign >= 0) {
         QCOMPARE(flock(foreign, LOCK_EX | LOCK_NB), 0);

@@ -221,6 +221,7 @@ private Q_SLOTS:
     void markerIsRemovedFirst();
     void markerIsRemovedWhenTheResetFails();
     void directoryIsNoMarker();
+    void leftoversOfAKilledProcessAreRemoved();
     void markerPathIsNoSetting();
     void stepsRunInOrder();
     void startLinesAreGuardedByTheLevel_data();
@@ -468,6 +469,25 @@ void tst_Startup::markerIsRemovedWhenTheResetFails()
     QVERIFY(!QFile::exists(marker));
     QVERIFY(!QFile::exists(Phone::liveConfig));
     QCOMPARE(linesAfterTheServer(*m_log).value(0), markerIsThere);
+}
+
+void tst_Startup::leftoversOfAKilledProcessAreRemoved()
+{
+    QStringList leftovers;
+    const QStringList directories {QFileInfo(Phone::liveConfig).path() + QLatin1Char('/'),
+                                   Phone::facilityDirectory, QStringLiteral("/log/")};
+    for (const QString &directory : directories) {
+        for (const char *number : {"0", "4", "17"}) {
+            leftovers.append(directory + QStringLiteral(".new.") + QLatin1String(number));
+            Phone::write(leftovers.last(), "half of a file");
+        }
+    }
+    TestableModule module;
+    QCOMPARE(module.initialize(), true);
+    for (const QString &leftover : qAsConst(leftovers)) {
+        QVERIFY2(!QFile::exists(leftover), qPrintable(leftover));
+    }
+    QCOMPARE(filesIn(Phone::facilityDirectory), m_facilities);
 }
 
 void tst_Startup::directoryIsNoMarker()

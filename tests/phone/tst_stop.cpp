@@ -15,6 +15,11 @@
 
 #include <csignal>
 
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
 namespace {
 
 /// Less than one remote call may take.
@@ -32,6 +37,7 @@ private Q_SLOTS:
     void startIsBrokenOff();
     void hookThatFailsForItIsNoFailure();
     void queuedCallsAreNotBegun();
+    void busThatNeverAnswersHoldsUpNoEnd();
 
     // From here on the phone has no settings service.
     void serviceStopsWhileTheSettingsServiceIsSilent();
@@ -140,6 +146,31 @@ void tst_Stop::queuedCallsAreNotBegun()
     for (int number = 0; number < callerCount; ++number) {
         QDBusConnection::disconnectFromBus(QStringLiteral("caller %1").arg(number));
     }
+}
+
+void tst_Stop::busThatNeverAnswersHoldsUpNoEnd()
+{
+    // Takes connections, as the kernel does for everybody who listens, and says nothing.
+    const QByteArray path = "/run/phone/silent-bus";
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    qstrncpy(address.sun_path, path.constData(), sizeof address.sun_path);
+    const int bus = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    QCOMPARE(bind(bus, reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
+    QCOMPARE(listen(bus, 5), 0);
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("DBUS_SYSTEM_BUS_ADDRESS"),
+                       QStringLiteral("unix:path=") + QString::fromLatin1(path));
+
+    Phone::Service service(environment, false);
+    pollfd connection {bus, POLLIN, 0};
+    QCOMPARE(poll(&connection, 1, 20000), 1);
+    QElapsedTimer time;
+    time.start();
+    QCOMPARE(service.stop(), 0);
+    QVERIFY2(time.elapsed() < atOnce, qPrintable(QString::number(time.elapsed())));
+    close(bus);
+    unlink(path.constData());
 }
 
 void tst_Stop::serviceStopsWhileTheSettingsServiceIsSilent()

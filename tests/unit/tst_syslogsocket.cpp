@@ -163,8 +163,9 @@ void tst_SyslogSocket::recordHasTheFormOfTheCLibrary()
     log.write(audio, LOG_ERR, "a text %s\n");
     const QDateTime after = QDateTime::currentDateTime();
     log.write({QByteArray("a\0b", 3), LOG_USER}, LOG_DEBUG, QByteArray("c\0d", 3));
-    const QList<QByteArray> records = daemon.take(2);
-    QCOMPARE(records.size(), 2);
+    log.write({"module", LOG_KERN}, LOG_ERR, "no message of the kernel's");
+    const QList<QByteArray> records = daemon.take(3);
+    QCOMPARE(records.size(), 3);
 
     // qvxaudio's facility has the number 20. A day of one digit has a blank in front.
     const auto expected = [](const QDateTime &time) {
@@ -177,6 +178,7 @@ void tst_SyslogSocket::recordHasTheFormOfTheCLibrary()
     QVERIFY2(records.at(0) == expected(before) || records.at(0) == expected(after),
              records.at(0).constData());
     QVERIFY2(records.at(1).startsWith("<15>"), records.at(1).constData());
+    QVERIFY2(records.at(2).startsWith("<11>"), records.at(2).constData());
     QVERIFY2(records.at(1).endsWith(" a[" + QByteArray::number(getpid()) + "]: c"),
              records.at(1).constData());
 }
