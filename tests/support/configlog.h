@@ -1,5 +1,6 @@
-// The lines that the service logs while it changes the configuration, each as Faults::logged()
-// gives it: the severity's number, a blank, the line. SPDX-License-Identifier: MIT
+// The lines that the service logs while it changes the configuration, as Faults::logged() gives
+// them: the severity's number, a blank, the line.
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include "activities.h"
