@@ -1,6 +1,6 @@
 // Process entry of the service.
 // SPDX-License-Identifier: MIT
-#include "levels/configurationorder.h"
+#include "configurationorder.h"
 #include "loggermodule.h"
 
 #include <QVX/qvxapplication.h>

@@ -1,7 +1,7 @@
 // What the module does when it starts, and at a factory reset.
 // SPDX-License-Identifier: MIT
+#include "configurationorder.h"
 #include "diagnostics.h"
-#include "levels/configurationorder.h"
 #include "loggermodule.h"
 
 #include <QVX/qvxapplication.h>

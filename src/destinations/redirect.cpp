@@ -1,9 +1,9 @@
 // The redirect command: where the messages of one activity or of all go.
 // SPDX-License-Identifier: MIT
+#include "app/configurationorder.h"
 #include "app/diagnostics.h"
 #include "app/loggermodule.h"
 #include "destinationsyntax.h"
-#include "levels/configurationorder.h"
 #include "levels/facilityfile.h"
 #include "syslogconf/configpaths.h"
 #include "syslogconf/lineedit.h"

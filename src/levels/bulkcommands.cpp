@@ -1,9 +1,9 @@
 // The bulk level methods and their background jobs.
 // SPDX-License-Identifier: MIT
+#include "app/configurationorder.h"
 #include "app/diagnostics.h"
 #include "app/loggermodule.h"
 #include "bulklevels.h"
-#include "configurationorder.h"
 
 #include <QVX/qvxapplication.h>
 

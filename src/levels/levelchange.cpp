@@ -1,7 +1,7 @@
 // The step of every level change that announces it and writes the facility files.
 // SPDX-License-Identifier: MIT
+#include "app/configurationorder.h"
 #include "app/loggermodule.h"
-#include "configurationorder.h"
 #include "facilityfile.h"
 #include "levelvocabulary.h"
 #include "syslogconf/configpaths.h"

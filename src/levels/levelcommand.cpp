@@ -1,8 +1,8 @@
 // The operator's level command: lists the activities, changes one level or all.
 // SPDX-License-Identifier: MIT
+#include "app/configurationorder.h"
 #include "app/diagnostics.h"
 #include "app/loggermodule.h"
-#include "configurationorder.h"
 #include "facilityfile.h"
 #include "levelvocabulary.h"
 #include "syslogconf/configpaths.h"

@@ -1,7 +1,7 @@
 // What the redirect command refuses: each form's texts, that nothing is touched, and that a form
 // which has to look at a file waits for its turn.
 // SPDX-License-Identifier: MIT
-#include "levels/configurationorder.h"
+#include "app/configurationorder.h"
 #include "support/configlog.h"
 #include "support/configurationtest.h"
 #include "support/faults.h"

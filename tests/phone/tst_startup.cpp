@@ -1,7 +1,7 @@
 // What the service does when it starts, whatever it finds, and at a factory reset.
 // SPDX-License-Identifier: MIT
 #include "destinations/remoteserver.h"
-#include "levels/configurationorder.h"
+#include "app/configurationorder.h"
 #include "support/activities.h"
 #include "support/faults.h"
 #include "support/hangups.h"

@@ -1,7 +1,7 @@
 // Turns at the configuration files: one at a time, in the order of the tickets, and no new one
 // within one that a thread has already.
 // SPDX-License-Identifier: MIT
-#include "levels/configurationorder.h"
+#include "app/configurationorder.h"
 
 #include <QTest>
 
