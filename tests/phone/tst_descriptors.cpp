@@ -4,6 +4,7 @@
 #include "support/heldcheck.h"
 #include "support/phone.h"
 #include "support/privatebus.h"
+#include "support/users.h"
 
 #include <QCoreApplication>
 #include <QDBusConnection>
@@ -69,15 +70,7 @@ QStringList answersTo(const QString &name, int descriptors,
 {
     QStringList command {callerProgram, callerWord, QString::number(descriptors)};
     if (name != QLatin1String("root")) {
-        command = QStringList {QStringLiteral("setpriv"),
-                               QStringLiteral("--reuid"),
-                               name,
-                               QStringLiteral("--regid"),
-                               name,
-                               QStringLiteral("--init-groups"),
-                               QStringLiteral("--inh-caps=-all"),
-                               QStringLiteral("--")}
-            + command;
+        command = Users::as(name, command);
     }
     QProcess caller;
     caller.setProcessEnvironment(environment);
