@@ -26,8 +26,8 @@ Step stepOf(const QString &line)
     if (line.contains(Phone::facilityDirectory.chopped(1))) {
         return change.match(line).hasMatch() ? Step::FileChange : Step::Other;
     }
-    // The first bytes of a message are its byte order and its kind, as the D-Bus protocol has them: 1
-    // is a call, 2 an answer, 4 a signal.
+    // The first bytes of a message are its byte order and its kind, as the D-Bus protocol has them:
+    // 1 is a call, 2 an answer, 4 a signal.
     if (line.contains(QStringLiteral("recvmsg"))) {
         return line.contains(QStringLiteral("l\\2\\1\\1")) ? Step::Answer : Step::Other;
     }
