@@ -4,7 +4,6 @@
 
 #include "textfile.h"
 
-#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QStringList>
@@ -12,6 +11,7 @@
 #include <cerrno>
 #include <cstdio>
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -21,7 +21,6 @@ namespace {
 constexpr mode_t defaultMode = 0666; // and the umask
 
 const QString newFilePrefix = QStringLiteral(".new.");
-const QString newFilePattern = newFilePrefix + QLatin1Char('*');
 
 QString directoryOf(const QString &path)
 {
@@ -215,11 +214,18 @@ bool syncFile(int descriptor)
 
 void removeLeftovers(const QString &directory)
 {
-    const QStringList names = QDir(directory).entryList(
-        {newFilePattern}, QDir::AllEntries | QDir::Hidden | QDir::System);
-    for (const QString &name : names) {
-        removeQuietly(directory + QLatin1Char('/') + name);
+    // At every start: QDir would load what it needs for filters and sorting.
+    DIR *const entries = opendir(QFile::encodeName(directory).constData());
+    if (entries == nullptr) {
+        return;
     }
+    while (const dirent *entry = readdir(entries)) {
+        const QString name = QFile::decodeName(entry->d_name);
+        if (name.startsWith(newFilePrefix)) {
+            removeQuietly(directory + QLatin1Char('/') + name);
+        }
+    }
+    closedir(entries);
 }
 
 bool syncDirectory(const QString &directory)
