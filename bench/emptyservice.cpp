@@ -1,6 +1,6 @@
 // The least that a service on the bus can be: one object with one method. Its first argument is the
-// module whose name it takes. With a second one, it asks the settings service for the four settings
-// that LoggerModule asks for at its start.
+// module whose name it takes. With the second argument "ask" it first asks the settings service for
+// the four settings that LoggerModule asks for at its start; with "log" its method logs a line.
 // SPDX-License-Identifier: MIT
 #include <QCoreApplication>
 #include <QDBusConnection>
@@ -10,6 +10,7 @@
 #include <csignal>
 
 #include <sys/signalfd.h>
+#include <syslog.h>
 #include <unistd.h>
 
 class EmptyService : public QObject
@@ -17,13 +18,21 @@ class EmptyService : public QObject
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "com.corvane.Quorvix.QVXInterface")
 
+public:
+    explicit EmptyService(bool logs) : m_logs(logs) { }
+
 public Q_SLOTS:
     QString logComments(const QString &facility, const QString &comment)
     {
         Q_UNUSED(facility)
-        Q_UNUSED(comment)
+        if (m_logs) {
+            syslog(LOG_ERR, "%s", qUtf8Printable(comment));
+        }
         return QStringLiteral("OK");
     }
+
+private:
+    const bool m_logs;
 };
 
 namespace {
@@ -64,10 +73,12 @@ int main(int argc, char *argv[])
     QObject::connect(&notifier, &QSocketNotifier::activated, &application, &QCoreApplication::quit);
 
     const QString module = QString::fromLocal8Bit(argc > 1 ? argv[1] : "");
-    EmptyService service;
+    const QByteArray mode(argc > 2 ? argv[2] : "");
+    openlog("LoggerModule", 0, LOG_DAEMON);
+    EmptyService service(mode == "log");
     QDBusConnection bus = QDBusConnection::systemBus();
     if (!bus.registerObject(objectPathPrefix + module, &service, QDBusConnection::ExportAllSlots)
-        || (argc > 2 && !askForSettings()) || !bus.registerService(busNamePrefix + module)) {
+        || (mode == "ask" && !askForSettings()) || !bus.registerService(busNamePrefix + module)) {
         return 1;
     }
     const int status = QCoreApplication::exec();
