@@ -17,7 +17,8 @@
 #include <QTest>
 
 #include <csignal>
-#include <map>
+#include <utility>
+#include <vector>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -90,8 +91,8 @@ void tst_LevelCommand::changesTokenFileAndTellsOthers_data()
     QTest::addColumn<QString>("activity");
     QTest::addColumn<QByteArray>("levelName");
     QTest::addColumn<int>("number");
-    const std::map<const char *, int> numbers {{"emerg", 0},  {"err", 3},  {"warning", 4},
-                                               {"notice", 5}, {"info", 6}, {"debug", 7}};
+    const std::vector<std::pair<const char *, int>> numbers {
+        {"emerg", 0}, {"err", 3}, {"warning", 4}, {"notice", 5}, {"info", 6}, {"debug", 7}};
     for (const auto &[name, number] : numbers) {
         QTest::addRow("one to %s", name) << "qvxsipua"_s << QByteArray(name) << number;
         QTest::addRow("all to %s", name) << "all"_s << QByteArray(name) << number;
@@ -321,8 +322,7 @@ void tst_LevelCommand::allReloadsEvenWithoutRestart()
     log.clear();
     QCOMPARE(module.level("all"_s, "restore"_s, false), "level restore failed"_s);
     QCOMPARE(log.errors().last(),
-             "[level]-restore/data/QVXApplication/LoggerModule/syslog/"
-             "logappli.conf failed"_s);
+             "[level]-restore/data/QVXApplication/LoggerModule/syslog/logappli.conf failed"_s);
 }
 
 QTEST_GUILESS_MAIN(tst_LevelCommand)

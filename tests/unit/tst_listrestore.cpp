@@ -58,8 +58,9 @@ private slots:
     void permissionsOfTheBackupAreTaken();
 
 private:
-    /// What is logged for each restore of @p path, which takes the errors away.
+    /// What is logged for a restore of @p path.
     QString restored(const QString &path) const;
+    /// The errors logged since the last call.
     QStringList takeErrors();
 
     QScopedPointer<LogCapture> m_log;
