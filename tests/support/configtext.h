@@ -23,6 +23,14 @@ inline QByteArray withLevel(QByteArray content, const QString &activity,
     return content.replace(start, end - start, levelName);
 }
 
+inline QByteArray withAllLevels(QByteArray content, const QByteArray &levelName)
+{
+    for (const QString &activity : Phone::activityNames) {
+        content = withLevel(content, activity, levelName);
+    }
+    return content;
+}
+
 /// @p content with the destination line of @p activity's block replaced; all other bytes as they
 /// are.
 inline QByteArray withDestination(QByteArray content, const QString &activity,

@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "phone.h"
 
+#include "files.h"
+
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QDir>
@@ -78,21 +80,12 @@ QString facilityFile(const QString &facility)
 
 QByteArray read(const QString &path)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
-        return {};
-    }
-    const QByteArray content = file.readAll();
-    return content.isNull() ? QByteArray("") : content;
+    return readFile(path);
 }
 
 void write(const QString &path, const QByteArray &content)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size()
-        || !file.flush()) {
-        qFatal("cannot write %s", qPrintable(path));
-    }
+    writeFile(path, content);
 }
 
 void resetConfiguration()

@@ -1,6 +1,7 @@
 // The steps by which files replace each other: what a copy carries over, several files at once, and
 // that all is left as it was when one fails.
 // SPDX-License-Identifier: MIT
+#include "support/files.h"
 #include "syslogconf/durablefile.h"
 
 #include <QDir>
@@ -12,18 +13,6 @@
 #include <sys/stat.h>
 
 namespace {
-
-bool writeFile(const QString &path, const QByteArray &content)
-{
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(content) == content.size();
-}
-
-QByteArray readFile(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("cannot be read");
-}
 
 /// The permission bits of @p path in the file system.
 int mode(const QString &path)
@@ -101,7 +90,7 @@ void TestDurableFile::contentIsCopied_data()
 void TestDurableFile::contentIsCopied()
 {
     QFETCH(QByteArray, content);
-    QVERIFY(writeFile(m_source, content));
+    writeFile(m_source, content);
     QString error;
     QVERIFY2(replaceByCopy(m_source, m_target, &error) == Replacement::Done, qPrintable(error));
     QVERIFY(readFile(m_target) == content);
@@ -124,10 +113,10 @@ void TestDurableFile::permissionsAreCopied()
 {
     QFETCH(int, permissions);
     QFETCH(bool, targetExists);
-    QVERIFY(writeFile(m_source, "new"));
+    writeFile(m_source, "new");
     QCOMPARE(chmod(QFile::encodeName(m_source).constData(), static_cast<mode_t>(permissions)), 0);
     if (targetExists) {
-        QVERIFY(writeFile(m_target, "old"));
+        writeFile(m_target, "old");
         QCOMPARE(chmod(QFile::encodeName(m_target).constData(), 0606), 0);
     }
     QString error;
@@ -139,8 +128,8 @@ void TestDurableFile::permissionsAreCopied()
 
 void TestDurableFile::targetIsReplacedAsAWhole()
 {
-    QVERIFY(writeFile(m_source, "new"));
-    QVERIFY(writeFile(m_target, "old, and longer"));
+    writeFile(m_source, "new");
+    writeFile(m_target, "old, and longer");
     QFile before(m_target);
     QVERIFY(before.open(QIODevice::ReadOnly));
     QString error;
@@ -153,7 +142,7 @@ void TestDurableFile::targetIsReplacedAsAWhole()
 
 void TestDurableFile::errorIsUntouchedBySuccess()
 {
-    QVERIFY(writeFile(m_source, "new"));
+    writeFile(m_source, "new");
     QString error = QStringLiteral("before");
     QCOMPARE(replaceByCopy(m_source, m_target, &error), Replacement::Done);
     QCOMPARE(error, QStringLiteral("before"));
@@ -161,7 +150,7 @@ void TestDurableFile::errorIsUntouchedBySuccess()
 
 void TestDurableFile::missingSource()
 {
-    QVERIFY(writeFile(m_target, "old"));
+    writeFile(m_target, "old");
     QString error;
     QCOMPARE(replaceByCopy(m_source, m_target, &error), Replacement::NotPrepared);
     QCOMPARE(error, QStringLiteral("No such file or directory"));
@@ -175,7 +164,7 @@ void TestDurableFile::missingSource()
 void TestDurableFile::sourceIsADirectory()
 {
     QVERIFY(QDir().mkpath(m_source));
-    QVERIFY(writeFile(m_target, "old"));
+    writeFile(m_target, "old");
     QString error;
     QCOMPARE(replaceByCopy(m_source, m_target, &error), Replacement::NotPrepared);
     QVERIFY(!error.isEmpty());
@@ -185,7 +174,7 @@ void TestDurableFile::sourceIsADirectory()
 
 void TestDurableFile::missingTargetDirectory()
 {
-    QVERIFY(writeFile(m_source, "new"));
+    writeFile(m_source, "new");
     QString error;
     QCOMPARE(replaceByCopy(m_source, m_directory->filePath(QStringLiteral("absent/file")), &error),
              Replacement::NotPrepared);
@@ -196,9 +185,9 @@ void TestDurableFile::missingTargetDirectory()
 
 void TestDurableFile::targetIsADirectory()
 {
-    QVERIFY(writeFile(m_source, "new"));
+    writeFile(m_source, "new");
     QVERIFY(QDir().mkpath(m_target));
-    QVERIFY(writeFile(m_target + QStringLiteral("/inner"), "kept"));
+    writeFile(m_target + QStringLiteral("/inner"), "kept");
     QString error;
     QCOMPARE(replaceByCopy(m_source, m_target, &error), Replacement::NotRenamed);
     QVERIFY(!error.isEmpty());
@@ -209,8 +198,8 @@ void TestDurableFile::targetIsADirectory()
 
 void TestDurableFile::targetDirectoryIsAFile()
 {
-    QVERIFY(writeFile(m_source, "new"));
-    QVERIFY(writeFile(m_target, "old"));
+    writeFile(m_source, "new");
+    writeFile(m_target, "old");
     QString error;
     QCOMPARE(replaceByCopy(m_source, m_target + QStringLiteral("/file"), &error),
              Replacement::NotPrepared);
@@ -222,8 +211,8 @@ void TestDurableFile::targetDirectoryIsAFile()
 void TestDurableFile::linkIsReplacedAndNotFollowed()
 {
     const QString elsewhere = m_directory->filePath(QStringLiteral("elsewhere"));
-    QVERIFY(writeFile(m_source, "new"));
-    QVERIFY(writeFile(elsewhere, "precious"));
+    writeFile(m_source, "new");
+    writeFile(elsewhere, "precious");
     QString error;
     QVERIFY(QFile::link(elsewhere, m_target));
     QCOMPARE(replaceByCopy(m_source, m_target, &error), Replacement::Done);
@@ -242,15 +231,15 @@ void TestDurableFile::linkIsReplacedAndNotFollowed()
 void TestDurableFile::leftoversAreOverwritten()
 {
     const QString elsewhere = m_directory->filePath(QStringLiteral("elsewhere"));
-    QVERIFY(writeFile(m_source, "new"));
-    QVERIFY(writeFile(elsewhere, "precious"));
+    writeFile(m_source, "new");
+    writeFile(elsewhere, "precious");
     QString error;
     for (const bool isLink : {false, true}) {
         const QString leftover = m_targetDirectory + QStringLiteral("/.new.0");
         if (isLink) {
             QVERIFY(QFile::link(elsewhere, leftover));
         } else {
-            QVERIFY(writeFile(leftover, "half of a file that was longer"));
+            writeFile(leftover, "half of a file that was longer");
         }
         QCOMPARE(replaceByCopy(m_source, m_target, &error), Replacement::Done);
         QCOMPARE(readFile(m_target), QByteArray("new"));
@@ -268,7 +257,7 @@ void TestDurableFile::severalFilesAreReplaced()
         files.append(
             {m_targetDirectory + QLatin1Char('/') + names.last(), QByteArray::number(2 * number)});
         if (number % 2 == 0) {
-            QVERIFY(writeFile(files.last().path, "old, and longer"));
+            writeFile(files.last().path, "old, and longer");
         }
     }
     files.append({m_directory->filePath(QStringLiteral("elsewhere")), "another directory"});
@@ -284,7 +273,7 @@ void TestDurableFile::severalFilesAreReplaced()
 
 void TestDurableFile::newFileGetsTheDefaultMode()
 {
-    QVERIFY(writeFile(m_target, "old"));
+    writeFile(m_target, "old");
     QCOMPARE(chmod(QFile::encodeName(m_target).constData(), 0606), 0);
     const mode_t mask = umask(027);
     QString error;
@@ -298,7 +287,7 @@ void TestDurableFile::oneThatFailsKeepsNoOtherFromBeingReplaced()
     const QString first = m_targetDirectory + QStringLiteral("/first");
     const QString directory = m_targetDirectory + QStringLiteral("/directory");
     const QString last = m_targetDirectory + QStringLiteral("/last");
-    QVERIFY(writeFile(first, "old"));
+    writeFile(first, "old");
     QVERIFY(QDir().mkpath(directory));
     QString error;
     const QVector<Replacement> results
@@ -329,7 +318,7 @@ void TestDurableFile::sameFileTwiceHoldsTheLaterContent()
 
 void TestDurableFile::modeIsChangedToItself()
 {
-    QVERIFY(writeFile(m_target, "old"));
+    writeFile(m_target, "old");
     QString error = QStringLiteral("before");
     for (const int permissions : {0400, 0640, 0606, 0004, 04755}) {
         QCOMPARE(chmod(QFile::encodeName(m_target).constData(), static_cast<mode_t>(permissions)),

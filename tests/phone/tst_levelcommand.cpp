@@ -1,0 +1,329 @@
+// The level command of the running service, from outside: its answers, what it changes, in which
+// order, and what it leaves alone.
+// SPDX-License-Identifier: MIT
+#include "support/activities.h"
+#include "support/activitytable.h"
+#include "support/configtext.h"
+#include "support/events.h"
+#include "support/facilities.h"
+#include "support/hangups.h"
+#include "support/levels.h"
+#include "support/literal.h"
+#include "support/logcapture.h"
+#include "support/phone.h"
+#include "support/testablemodule.h"
+
+#include <QFile>
+#include <QTest>
+
+#include <csignal>
+#include <utility>
+#include <vector>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace {
+
+using ConfigText::withAllLevels;
+using ConfigText::withLevel;
+using Levels::facilityLevel;
+using Levels::level;
+using Levels::state;
+
+/// Whether none of @p events has been sent before that of another change, which is made here.
+bool nothingWasAnnounced(const LevelEvents &events)
+{
+    level("Platform"_s, "err"_s);
+    return QTest::qWaitFor([&] { return !events.arguments.isEmpty(); })
+        && events.arguments.first().value("syslog_facility"_s) == "Platform"_s;
+}
+
+} // namespace
+
+class tst_LevelCommand : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+
+    void listsTheActivitiesSortedWithOneHeader();
+    void changesTokenFileAndTellsOthers_data();
+    void changesTokenFileAndTellsOthers();
+    void sameChangeAgainChangesNothing();
+    void debugMessageArrivesAfterTheChange();
+    void allInitSetsEveryActivityToErr();
+    void orderIsEventFacilityFileReload();
+    void refusesALevelWord_data();
+    void refusesALevelWord();
+    void refusesAnActivity_data();
+    void refusesAnActivity();
+    void namesWithoutFilePassTheCheck();
+    void withoutRestartNothingIsSignalled();
+    void allReloadsEvenWithoutRestart();
+};
+
+void tst_LevelCommand::initTestCase()
+{
+    QVERIFY2(Phone::isBox(), "runs in the phone in a box only");
+}
+
+void tst_LevelCommand::init()
+{
+    Phone::resetConfiguration();
+}
+
+void tst_LevelCommand::listsTheActivitiesSortedWithOneHeader()
+{
+    QStringList sorted = Phone::activityNames;
+    sorted.sort(Qt::CaseInsensitive);
+    QList<ActivityTable::Row> rows;
+    for (const QString &activity : qAsConst(sorted)) {
+        rows.append({activity, "err"_s, "file"_s, Phone::predefinedFile(activity)});
+    }
+    QCOMPARE(Phone::text("level"_s), ActivityTable::table(rows));
+}
+
+void tst_LevelCommand::changesTokenFileAndTellsOthers_data()
+{
+    QTest::addColumn<QString>("activity");
+    QTest::addColumn<QByteArray>("levelName");
+    QTest::addColumn<int>("number");
+    const std::vector<std::pair<const char *, int>> numbers {
+        {"emerg", 0}, {"err", 3}, {"warning", 4}, {"notice", 5}, {"info", 6}, {"debug", 7}};
+    for (const auto &[name, number] : numbers) {
+        QTest::addRow("one to %s", name) << "qvxsipua"_s << QByteArray(name) << number;
+        QTest::addRow("all to %s", name) << "all"_s << QByteArray(name) << number;
+    }
+}
+
+void tst_LevelCommand::changesTokenFileAndTellsOthers()
+{
+    QFETCH(QString, activity);
+    QFETCH(QByteArray, levelName);
+    QFETCH(int, number);
+    const bool isForAll = activity == QLatin1String("all");
+    const QString name = QString::fromLatin1(levelName);
+    const QByteArray before = Phone::read(Phone::liveConfig);
+    ConfigText::FacilityFiles files = ConfigText::facilityFiles();
+    for (auto file = files.begin(); file != files.end(); ++file) {
+        if (isForAll || file.key() == QLatin1String("qvxsipua.conf")) {
+            QVERIFY(file->startsWith("3\n"));
+            *file = Facilities::withLevel(*file, number);
+        }
+    }
+    LevelEvents events;
+    const HangUps syslog;
+
+    QCOMPARE(level(activity, name),
+             isForAll ? "All levels changed to "_s + name + " value "_s
+                      : "Level "_s + name + " for facility : qvxsipua OK"_s);
+
+    QCOMPARE(Phone::read(Phone::liveConfig),
+             isForAll ? withAllLevels(before, levelName) : withLevel(before, activity, levelName));
+    QCOMPARE(ConfigText::facilityFiles(), files);
+    QCOMPARE(syslog.count(), 1);
+    QTRY_COMPARE(events.arguments.size(), 1);
+    const QVariantMap arguments = events.arguments.first();
+    QCOMPARE(arguments.size(), 2);
+    const QVariant facility = arguments.value("syslog_facility"_s);
+    QCOMPARE(static_cast<QMetaType::Type>(facility.type()), QMetaType::QString);
+    QCOMPARE(facility.toString(), activity);
+    const QVariant sentNumber = arguments.value("syslog_level"_s);
+    QCOMPARE(static_cast<QMetaType::Type>(sentNumber.type()), QMetaType::Int);
+    QCOMPARE(sentNumber.toInt(), number);
+    QCOMPARE(events.messages.first().signature(), "a{sv}"_s);
+    QCOMPARE(events.messages.first().path(), Phone::servicePath);
+    QCOMPARE(events.messages.first().interface(), "com.corvane.Quorvix.QVXEvent"_s);
+}
+
+void tst_LevelCommand::sameChangeAgainChangesNothing()
+{
+    level("qvxsipua"_s, "debug"_s);
+    const QByteArray before = state();
+    QCOMPARE(level("qvxsipua"_s, "debug"_s), "Level debug for facility : qvxsipua OK"_s);
+    QCOMPARE(state(), before);
+}
+
+void tst_LevelCommand::debugMessageArrivesAfterTheChange()
+{
+    const QString log = "/var/log/qvxaudio.log"_s;
+    const Phone::Activity &audio = Phone::activity("qvxaudio"_s);
+    Phone::logMessage(audio.name, audio.facility, "debug"_s, "too early"_s);
+    Phone::logMessage(audio.name, audio.facility, "err"_s, "fence"_s);
+    QVERIFY(Phone::waitForContent(log, "fence"));
+    QVERIFY(!Phone::read(log).contains("too early"));
+
+    QCOMPARE(level(audio.name, "debug"_s), "Level debug for facility : qvxaudio OK"_s);
+    QVERIFY(Phone::logUntilSeen(audio, log, "in time"_s, "debug"_s));
+}
+
+void tst_LevelCommand::allInitSetsEveryActivityToErr()
+{
+    level("all"_s, "debug"_s);
+    QCOMPARE(level("all"_s, "init"_s), "All levels changed to err value "_s);
+    QCOMPARE(Phone::read(Phone::liveConfig), Phone::read(Phone::backup));
+    QCOMPARE(facilityLevel("defence"_s), QByteArray("3"));
+}
+
+void tst_LevelCommand::orderIsEventFacilityFileReload()
+{
+    const QString file = Phone::facilityFile("sipmmi"_s);
+    const QByteArray before = Phone::read(file);
+    LevelEvents events;
+    const HangUps syslog(file);
+
+    // A write lease (fcntl(2)) makes the service's open() wait for us, so that everything it did
+    // before it came to the facility file can be seen while that file is still untouched.
+    signal(SIGIO, SIG_IGN);
+    const int lease = ::open(QFile::encodeName(file).constData(), O_RDONLY | O_CLOEXEC);
+    QVERIFY(lease >= 0);
+    QCOMPARE(fcntl(lease, F_SETLEASE, F_WRLCK), 0);
+    Phone::send("level"_s, {"sipmmi"_s, "info"_s});
+    QTRY_COMPARE(events.arguments.size(), 1);
+    QCOMPARE(syslog.count(), 0);
+    QVERIFY(QFile::exists(file));
+    QVERIFY(Phone::read(Phone::liveConfig)
+            == withLevel(Phone::read(Phone::backup), "sipmmi"_s, "info"));
+    QCOMPARE(fcntl(lease, F_SETLEASE, F_UNLCK), 0);
+    ::close(lease);
+
+    QTRY_COMPARE(syslog.count(), 1);
+    QVERIFY(before.startsWith("3\n"));
+    QVERIFY2(syslog.watchedContent().startsWith("6\n"), syslog.watchedContent().constData());
+}
+
+void tst_LevelCommand::refusesALevelWord_data()
+{
+    QTest::addColumn<QString>("activity");
+    QTest::addColumn<QString>("word");
+    const auto row = [](const char *name, const QString &activity, const QString &word) {
+        QTest::newRow(name) << activity << word;
+    };
+    const QString one = "qvxsipua"_s;
+    const QString all = "all"_s;
+    row("init for one activity", one, "init"_s);
+    row("restore for one activity", one, "restore"_s);
+    row("name of severity 1", one, "alert"_s);
+    row("name of severity 2", one, "crit"_s);
+    row("name of severity 2 for all", all, "crit"_s);
+    row("capitals", one, "ERR"_s);
+    row("capital letter", all, "Err"_s);
+    row("number", one, "3"_s);
+    row("empty", one, QString());
+    row("empty for all", all, QString());
+    row("blank before", one, " err"_s);
+    row("blank behind", one, "err "_s);
+    row("statement", one, "err..emerg); program(\"x\""_s);
+    row("Init for all", all, "Init"_s);
+    row("Restore for all", all, "Restore"_s);
+    row("percent and digit", one, "%1"_s);
+    row("100 kB", one, QString(100000, QLatin1Char('e')));
+}
+
+void tst_LevelCommand::refusesALevelWord()
+{
+    QFETCH(QString, activity);
+    QFETCH(QString, word);
+    LevelEvents events;
+    const HangUps syslog;
+    const QByteArray before = state();
+    QCOMPARE(level(activity, word), "[level] level not valid: "_s + word);
+    QCOMPARE(state(), before);
+    QCOMPARE(syslog.count(), 0);
+    QVERIFY(nothingWasAnnounced(events));
+}
+
+void tst_LevelCommand::refusesAnActivity_data()
+{
+    QTest::addColumn<QString>("activity");
+    const auto row
+        = [](const char *name, const QString &activity) { QTest::newRow(name) << activity; };
+    row("unknown", "nobody"_s);
+    row("other case", "QVXSIPUA"_s);
+    row("ALL", "ALL"_s);
+    row("beginning with all", "allx"_s);
+    row("name that contains OK", "BOOK"_s);
+    row("OK", "OK"_s);
+    row("beginning of a name", "qvxsip"_s);
+    row("path upwards", "../../../../../etc/host"_s);
+    row("absolute path", "/etc/host"_s);
+    row("path to a facility file", "../facility/qvxsipua"_s);
+    row("empty", QString());
+    row("line break", "qvxsipua\n"_s);
+    row("blank behind", "qvxsipua "_s);
+    row("suffix", "qvxsipua.conf"_s);
+    row("percent and digits", "%1%2"_s);
+    row("100 kB", QString(100000, QLatin1Char('a')));
+}
+
+void tst_LevelCommand::refusesAnActivity()
+{
+    QFETCH(QString, activity);
+    const QByteArray other = Phone::read("/etc/host.conf"_s);
+    QVERIFY(!other.isNull());
+    LevelEvents events;
+    const HangUps syslog;
+    const QByteArray before = state();
+    for (const QString &word : {"debug"_s, "init"_s, "restore"_s, QString()}) {
+        QCOMPARE(level(activity, word), "Not a valid activity : "_s + activity);
+    }
+    QCOMPARE(state(), before);
+    QCOMPARE(Phone::read("/etc/host.conf"_s), other);
+    QCOMPARE(syslog.count(), 0);
+    QVERIFY(nothingWasAnnounced(events));
+}
+
+void tst_LevelCommand::namesWithoutFilePassTheCheck()
+{
+    // That they have no file shows only when it is to be written.
+    for (const QString &activity : {"WebApp"_s, "no_facility"_s}) {
+        QFile::remove(Phone::facilityFile(activity));
+        QCOMPARE(level(activity, "debug"_s), Levels::oneCorrupted + "OK"_s);
+    }
+}
+
+void tst_LevelCommand::withoutRestartNothingIsSignalled()
+{
+    const LogCapture log;
+    const HangUps syslog;
+    const QByteArray before = Phone::read(Phone::liveConfig);
+    TestableModule module;
+    QCOMPARE(module.level("qvxsipua"_s, "debug"_s, false),
+             "Level debug for facility : qvxsipua OK"_s);
+    QCOMPARE(Phone::read(Phone::liveConfig), withLevel(before, "qvxsipua"_s, "debug"));
+    QCOMPARE(facilityLevel("qvxsipua"_s), QByteArray("7"));
+    QVERIFY(!log.debugs().contains("[restart]process success."_s));
+    QCOMPARE(syslog.count(), 0);
+
+    QCOMPARE(module.level("qvxsipua"_s, "err"_s, true), "Level err for facility : qvxsipua OK"_s);
+    QVERIFY(log.debugs().contains("[restart]process success."_s));
+    QCOMPARE(syslog.count(), 1);
+}
+
+void tst_LevelCommand::allReloadsEvenWithoutRestart()
+{
+    LogCapture log;
+    const HangUps syslog;
+    TestableModule module;
+    QCOMPARE(module.level("all"_s, "init"_s, false), "All levels changed to err value "_s);
+    QCOMPARE(syslog.count(), 1);
+    QCOMPARE(module.level("all"_s, "debug"_s, false), "All levels changed to debug value "_s);
+    QCOMPARE(syslog.count(), 2);
+
+    log.clear();
+    QCOMPARE(module.level("all"_s, "restore"_s, false), "level restore succcess"_s);
+    QCOMPARE(log.texts(QVXLogger::Warning),
+             QStringList {
+                 "[level]-reset/data/QVXApplication/LoggerModule/syslog/logappli.conf success."_s});
+    QVERIFY(QFile::remove(Phone::backup));
+    log.clear();
+    QCOMPARE(module.level("all"_s, "restore"_s, false), "level restore failed"_s);
+    QCOMPARE(log.errors().last(),
+             "[level]-restore/data/QVXApplication/LoggerModule/syslog/logappli.conf failed"_s);
+}
+
+QTEST_GUILESS_MAIN(tst_LevelCommand)
+#include "tst_levelcommand.moc"

@@ -1,0 +1,47 @@
+// The level command, and the files that it may change.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "literal.h"
+#include "phone.h"
+
+#include <QByteArray>
+#include <QDir>
+#include <QString>
+
+namespace Levels {
+
+// What is answered when facility files could not be written.
+const QString oneCorrupted
+    = "One or more log config file corrupted -- file restored to predefined value !"_s;
+const QString someCorrupted
+    = "One ore more facility config file corrupted -- restored to predefined value ! -- Use level "
+      "or redirect command to verify your log config"_s;
+const QString noActivities = "No logger configuration file !!"_s;
+
+/// Asks the service for a change. @return its answer
+inline QString level(const QString &activity, const QString &levelName)
+{
+    return Phone::text("level"_s, {activity, levelName});
+}
+
+/// The first line of the facility file.
+inline QByteArray facilityLevel(const QString &facility)
+{
+    return Phone::read(Phone::facilityFile(facility)).split('\n').first();
+}
+
+/// Everything that a level change may touch.
+inline QByteArray state()
+{
+    QByteArray all = Phone::read(Phone::liveConfig) + Phone::read(Phone::backup);
+    const QDir facilities(Phone::facilityDirectory);
+    const QStringList names = facilities.entryList(QDir::AllEntries | QDir::Hidden | QDir::System
+                                                   | QDir::NoDotAndDotDot);
+    for (const QString &name : names) {
+        all += name.toUtf8() + '\0' + Phone::read(facilities.filePath(name));
+    }
+    return all;
+}
+
+} // namespace Levels
