@@ -52,7 +52,10 @@ inline QByteArray numbered(int first, int last)
 {
     QByteArray lines;
     for (int number = first; number <= last; ++number) {
-        lines += "Nov 21 17:00:48 phone defence: message " + QByteArray::number(number) + '\n';
+        // One by one: a whole sum would be appended by a reallocation of its exact size.
+        lines += "Nov 21 17:00:48 phone defence: message ";
+        lines += QByteArray::number(number);
+        lines += '\n';
     }
     return lines;
 }
