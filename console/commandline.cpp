@@ -2,8 +2,9 @@
 // SPDX-License-Identifier: MIT
 #include "commandline.h"
 
+#include "client/duration.h"
+#include "client/words.h"
 #include "commands.h"
-#include "words.h"
 
 #include <QCommandLineOption>
 #include <QCommandLineParser>
@@ -12,7 +13,10 @@ namespace {
 
 constexpr int longestTimeout = 86400; // s
 
-QList<QCommandLineOption> options()
+constexpr int mostLines = 1000000;
+
+/// The options that every subcommand takes.
+QList<QCommandLineOption> generalOptions()
 {
     return {
         QCommandLineOption(QStringLiteral("json"),
@@ -29,11 +33,53 @@ QList<QCommandLineOption> options()
     };
 }
 
-QString optionHelp()
+/// All options that only some subcommands take.
+QList<QCommandLineOption> specialOptions()
+{
+    return {
+        QCommandLineOption({QStringLiteral("y"), QStringLiteral("yes")},
+                           QStringLiteral("do not ask")),
+        QCommandLineOption(QStringLiteral("no-wait"),
+                           QStringLiteral("the service's answer is enough")),
+        QCommandLineOption({QStringLiteral("n"), QStringLiteral("lines")},
+                           QStringLiteral("how many of the newest lines (default 10)"),
+                           QStringLiteral("LINES")),
+        QCommandLineOption({QStringLiteral("f"), QStringLiteral("follow")},
+                           QStringLiteral("go on with what is logged from now on")),
+        QCommandLineOption(QStringLiteral("grep"), QStringLiteral("only lines with this text"),
+                           QStringLiteral("TEXT")),
+        QCommandLineOption(QStringLiteral("for"),
+                           QStringLiteral("how long: 30s, 10m (the default), 2h"),
+                           QStringLiteral("TIME")),
+        QCommandLineOption({QStringLiteral("o"), QStringLiteral("output")},
+                           QStringLiteral("write a copy to this file"), QStringLiteral("FILE")),
+        QCommandLineOption(QStringLiteral("since-start"),
+                           QStringLiteral("times are seconds since the start")),
+        QCommandLineOption(QStringLiteral("all"), QStringLiteral("list everything")),
+    };
+}
+
+/// What @p command takes; null for what may stand before any.
+QList<QCommandLineOption> optionsOf(const Command *command)
+{
+    QList<QCommandLineOption> options;
+    if (command != nullptr) {
+        const QStringList names = QString::fromLatin1(command->options).split(QLatin1Char(' '));
+        const QList<QCommandLineOption> special = specialOptions();
+        for (const QCommandLineOption &option : special) {
+            if (names.contains(option.names().constLast())) {
+                options.append(option);
+            }
+        }
+    }
+    return options + generalOptions();
+}
+
+QString optionHelp(const Command *command)
 {
     constexpr int width = 22;
     QString help = QStringLiteral("\nOptions:\n");
-    const QList<QCommandLineOption> all = options();
+    const QList<QCommandLineOption> all = optionsOf(command);
     for (const QCommandLineOption &option : all) {
         QStringList names;
         const QStringList optionNames = option.names();
@@ -89,14 +135,14 @@ QString usageHint(const Command &command)
 }
 
 /// What is wrong with the options themselves; an empty text when nothing is.
-QString optionProblem(const QCommandLineParser &parser)
+QString optionProblem(const QCommandLineParser &parser, const Command *command)
 {
     const QStringList unknown = parser.unknownOptionNames();
     if (unknown.isEmpty()) {
         return parser.errorText();
     }
     QStringList names;
-    const QList<QCommandLineOption> all = options();
+    const QList<QCommandLineOption> all = optionsOf(command);
     for (const QCommandLineOption &option : all) {
         names.append(option.names().constLast());
     }
@@ -106,6 +152,46 @@ QString optionProblem(const QCommandLineParser &parser)
                     unknown.first())
         + didYouMean(nearest.isEmpty() ? QString() : QStringLiteral("--") + nearest)
         + QStringLiteral(" (Put -- before an argument that begins with -.)");
+}
+
+/// Takes those options of @p command over that only some subcommands take, as @p parser has them.
+/// @return what is wrong with their values
+QString takeSpecialOptions(const QCommandLineParser &parser, const Command &command,
+                           CommandLine *line)
+{
+    const QStringList names = QString::fromLatin1(command.options).split(QLatin1Char(' '));
+    const auto given = [&](const char *name) {
+        return names.contains(QLatin1String(name)) && parser.isSet(QLatin1String(name));
+    };
+    line->yes = given("yes");
+    line->noWait = given("no-wait");
+    line->follow = given("follow");
+    line->sinceStart = given("since-start");
+    if (given("grep")) {
+        line->grep = parser.value(QStringLiteral("grep"));
+    }
+    if (given("output")) {
+        line->file = parser.value(QStringLiteral("output"));
+        if (line->file.isEmpty()) {
+            return QStringLiteral("-o takes the name of a file");
+        }
+    }
+    if (given("lines")) {
+        bool isNumber = false;
+        line->lines = parser.value(QStringLiteral("lines")).toInt(&isNumber);
+        if (!isNumber || line->lines < 0 || line->lines > mostLines) {
+            return QStringLiteral("-n takes a number of lines from 0 to %1, not '%2'")
+                .arg(QString::number(mostLines), parser.value(QStringLiteral("lines")));
+        }
+    }
+    if (given("for")) {
+        line->seconds = secondsOf(parser.value(QStringLiteral("for")));
+        if (line->seconds < 0) {
+            return QStringLiteral("--for takes a time up to a day such as 30s, 10m or 2h, not '%1'")
+                .arg(parser.value(QStringLiteral("for")));
+        }
+    }
+    return {};
 }
 
 /// Takes the options of @p parser over into @p line. @return what is wrong with their values
@@ -140,7 +226,7 @@ QString takeOptions(const QCommandLineParser &parser, CommandLine *line)
 CommandLine unknownCommand(const QString &name)
 {
     constexpr int width = 80;
-    const QStringList names = commandNames();
+    const QStringList names = commandNames(false);
     QString list;
     QString line = QStringLiteral("Subcommands:");
     for (const QString &candidate : names) {
@@ -156,13 +242,16 @@ CommandLine unknownCommand(const QString &name)
                   list + seeHelp(QString()));
 }
 
-CommandLine helpAbout(const QStringList &names)
+CommandLine helpAbout(const QStringList &names, bool all)
 {
     if (names.isEmpty()) {
-        return show(programHelp() + optionHelp());
+        return show(programHelp(all) + optionHelp(nullptr)
+                    + (all ? QString()
+                           : QStringLiteral("\nMethods of the service by their own "
+                                            "names: loggerctl help --all\n")));
     }
     const Command *const command = findCommand(names.first());
-    return command != nullptr ? show(helpOf(*command) + optionHelp())
+    return command != nullptr ? show(helpOf(*command) + optionHelp(command))
                               : unknownCommand(names.first());
 }
 
@@ -176,11 +265,14 @@ CommandLine readSubcommand(const QStringList &words, CommandLine line, bool help
     }
     const QString &name = words.first();
     QCommandLineParser parser;
-    parser.addOptions(options());
+    parser.addOptions(optionsOf(command));
     const bool parsed = parser.parse(words);
-    const QString problem = parsed ? takeOptions(parser, &line) : optionProblem(parser);
+    QString problem = parsed ? takeOptions(parser, &line) : optionProblem(parser, command);
+    if (parsed && problem.isEmpty()) {
+        problem = takeSpecialOptions(parser, *command, &line);
+    }
     if (help || (parsed && parser.isSet(QStringLiteral("help")))) {
-        return helpAbout({name});
+        return helpAbout({name}, false);
     }
     if (parsed && parser.isSet(QStringLiteral("version"))) {
         return show(QStringLiteral("loggerctl " LOGGERCTL_VERSION "\n"));
@@ -189,7 +281,7 @@ CommandLine readSubcommand(const QStringList &words, CommandLine line, bool help
         return refuse(name + QStringLiteral(": ") + problem, usageHint(*command));
     }
     if (command->read == nullptr) {
-        return helpAbout(parser.positionalArguments());
+        return helpAbout(parser.positionalArguments(), parser.isSet(QStringLiteral("all")));
     }
     const Reading reading = command->read(parser.positionalArguments());
     if (!reading.request) {
@@ -205,11 +297,11 @@ CommandLine readSubcommand(const QStringList &words, CommandLine line, bool help
 CommandLine readCommandLine(const QStringList &arguments)
 {
     QCommandLineParser parser;
-    parser.addOptions(options());
+    parser.addOptions(optionsOf(nullptr));
     parser.setOptionsAfterPositionalArgumentsMode(QCommandLineParser::ParseAsPositionalArguments);
     CommandLine line;
     const QString problem
-        = parser.parse(arguments) ? takeOptions(parser, &line) : optionProblem(parser);
+        = parser.parse(arguments) ? takeOptions(parser, &line) : optionProblem(parser, nullptr);
     if (!problem.isEmpty()) {
         return refuse(problem, seeHelp(QString()));
     }
@@ -221,6 +313,7 @@ CommandLine readCommandLine(const QStringList &arguments)
     if (!words.isEmpty()) {
         return readSubcommand(words, line, help);
     }
-    return help ? helpAbout({})
-                : refuse(QStringLiteral("a subcommand is missing"), programHelp() + optionHelp());
+    return help ? helpAbout({}, false)
+                : refuse(QStringLiteral("a subcommand is missing"),
+                         programHelp(false) + optionHelp(nullptr));
 }

@@ -1,9 +1,8 @@
 // Entry of loggerctl, the console of the phone's logging configuration.
 // SPDX-License-Identifier: MIT
+#include "actions.h"
 #include "commandline.h"
-#include "presentation.h"
-#include "service.h"
-#include "watch.h"
+#include "stopsignals.h"
 
 #include <QVX/setting.h>
 
@@ -16,58 +15,38 @@
 
 namespace {
 
-int write(const Presentation &presentation)
+/// Whether what was typed goes on until a person ends it.
+bool goesOn(const CommandLine &line)
 {
-    writeAll(STDERR_FILENO, presentation.errors.toUtf8());
-    if (!writeAll(STDOUT_FILENO, presentation.output.toUtf8())) {
-        sayThatItCannotBeWritten();
-        return Failed;
-    }
-    return presentation.status;
+    return line.request.operation == Operation::Watch || line.request.operation == Operation::Trace
+        || line.follow;
 }
 
-int writeError(const QString &text)
+int ask(const CommandLine &line)
 {
-    writeAll(STDERR_FILENO, text.toUtf8());
-    return Unreachable;
-}
-
-void sayThatItIsSlow()
-{
-    writeAll(STDERR_FILENO,
-             "loggerctl: waiting for the answer; a reload or an archive may take a minute\n");
-}
-
-int carryOut(const CommandLine &line)
-{
-    const Screens screens {screenOf(STDOUT_FILENO, line.color), screenOf(STDERR_FILENO, line.color),
-                           line.json};
-    const bool watching = line.request.operation == Operation::Watch;
-    if (watching) {
+    if (goesOn(line)) {
         holdStopSignals();
     }
-    const QDBusConnection bus = QDBusConnection::systemBus();
+    Session session {
+        line,
+        Caller {QDBusConnection::systemBus(), line.timeout, nullptr, nullptr},
+        {screenOf(STDOUT_FILENO, line.color), screenOf(STDERR_FILENO, line.color), line.json}};
     // The bus library ignores it; `loggerctl ... | head` ends like any other program.
     static_cast<void>(std::signal(SIGPIPE, SIG_DFL));
-    const int seconds = line.timeout / 1000;
-    if (!bus.isConnected()) {
-        return writeError(
-            presentError(QDBusError(QDBusError::NoServer, QString()), QString(), false, seconds));
-    }
-    if (watching) {
-        return watch(bus, screens);
+    if (!session.caller.bus.isConnected()) {
+        Reply reply;
+        reply.error = QDBusError(QDBusError::NoServer, QString());
+        return unreachable(session, reply);
     }
     registerDBusSetting();
-    const bool attended = isatty(STDERR_FILENO) == 1;
-    const Reply reply = ask(bus, line.request, line.timeout, [attended] {
-        if (attended) {
-            sayThatItIsSlow();
-        }
-    });
-    if (reply.error.isValid()) {
-        return writeError(presentError(reply.error, reply.service, reply.timedOut, seconds));
+    if (isatty(STDERR_FILENO) == 1) {
+        session.caller.slow = [&session] {
+            note(
+                session,
+                QStringLiteral("waiting for the answer; a reload or an archive may take a minute"));
+        };
     }
-    return write(present(line.request, reply.answer, screens));
+    return carryOut(session);
 }
 
 } // namespace
@@ -79,14 +58,17 @@ int main(int argc, char *argv[])
     QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
     const QCoreApplication application(argc, argv);
     const CommandLine line = readCommandLine(QCoreApplication::arguments());
-    const Screen errors = screenOf(STDERR_FILENO, ColorMode::Auto);
+    const auto laidOut = [&line](int descriptor) {
+        const Screen screen = screenOf(descriptor, ColorMode::Auto);
+        return screen.terminal ? wrapped(visible(line.text), screen.width) : line.text;
+    };
     switch (line.outcome) {
     case CommandLine::Outcome::Show:
-        return write({line.text, QString(), Done});
+        return write({laidOut(STDOUT_FILENO), QString(), Done});
     case CommandLine::Outcome::Refuse:
-        return write({QString(), errors.terminal ? visible(line.text) : line.text, WrongUsage});
+        return write({QString(), laidOut(STDERR_FILENO), WrongUsage});
     case CommandLine::Outcome::Ask:
         break;
     }
-    return carryOut(line);
+    return ask(line);
 }

@@ -2,9 +2,10 @@
 // SPDX-License-Identifier: MIT
 #include "presentation.h"
 
-#include "activitytable.h"
-#include "answers.h"
-#include "words.h"
+#include "client/answers.h"
+#include "client/words.h"
+#include "json.h"
+#include "tablelayout.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -21,32 +22,10 @@ QString line(const QString &text)
     return text.isEmpty() || text.endsWith(QLatin1Char('\n')) ? text : QString(text + lineFeed);
 }
 
+/// The lines of a log, which a terminal breaks by itself.
 QString shown(const QString &text, const Screen &screen)
 {
     return line(screen.terminal ? visible(text) : text);
-}
-
-template<typename Json>
-QString jsonText(const Json &json, QJsonDocument::JsonFormat format, const Screen &screen)
-{
-    return shown(QString::fromUtf8(QJsonDocument(json).toJson(format)), screen);
-}
-
-QJsonArray rowsAsJson(const QList<ActivityRow> &rows)
-{
-    QJsonArray array;
-    for (const ActivityRow &row : rows) {
-        array.append(QJsonObject {{QStringLiteral("activity"), row.activity},
-                                  {QStringLiteral("level"), row.level},
-                                  {QStringLiteral("support"), row.support},
-                                  {QStringLiteral("destination"), row.destination}});
-    }
-    return array;
-}
-
-QString hintLine(const QString &hint, const Screen &screen)
-{
-    return hint.isEmpty() ? QString() : shown(QStringLiteral("Hint: ") + hint, screen);
 }
 
 Presentation presentText(const Request &request, const QString &text, const Screens &screens)
@@ -62,11 +41,13 @@ Presentation presentText(const Request &request, const QString &text, const Scre
                                                             {QStringLiteral("text"), text}},
                                                QJsonDocument::Indented, screens.output);
     } else if (!success) {
-        presentation.errors = shown(text, screens.errors);
+        presentation.errors = shownText(text, screens.errors);
     } else if (table && screens.output.terminal) {
         presentation.output = formatActivityTable(parseActivityTable(text), screens.output);
     } else {
-        presentation.output = shown(text, screens.output);
+        presentation.output = request.operation == Operation::Defence
+            ? shown(text, screens.output)
+            : shownText(text, screens.output);
     }
     if (!success) {
         presentation.errors += hintLine(hintFor(request, text), screens.errors);
@@ -95,6 +76,14 @@ QString mapLines(const QVariantMap &map, QLatin1Char separator, const Screen &sc
     return lines;
 }
 
+/// Whether no setting of @p settings is set.
+bool namesNothing(const QVariantMap &settings)
+{
+    return std::all_of(settings.begin(), settings.end(), [](const QVariant &value) {
+        return value.toString() == QLatin1String("UNDEFINED");
+    });
+}
+
 Presentation presentMap(const Request &request, const QVariantMap &answer, const Screens &screens)
 {
     const bool success = isSuccess(request, answer);
@@ -109,10 +98,12 @@ Presentation presentMap(const Request &request, const QVariantMap &answer, const
     } else if (request.operation == Operation::GetLevels) {
         // The form that "levels set" takes.
         place = mapLines(answer, QLatin1Char(':'), screen);
+    } else if (request.operation == Operation::ShowRemote && namesNothing(answer)) {
+        place = QStringLiteral("no log server\n");
     } else if (request.operation == Operation::ShowRemote) {
         place = mapLines(answer, QLatin1Char('='), screen);
     } else {
-        place = shown(text, screen);
+        place = shownText(text, screen);
     }
     if (!success) {
         presentation.errors += hintLine(hintFor(request, text), screens.errors);
@@ -123,6 +114,16 @@ Presentation presentMap(const Request &request, const QVariantMap &answer, const
 }
 
 } // namespace
+
+QString shownText(const QString &text, const Screen &screen)
+{
+    return line(screen.terminal ? wrapped(visible(text), screen.width) : text);
+}
+
+QString hintLine(const QString &hint, const Screen &screen)
+{
+    return hint.isEmpty() ? QString() : shownText(QStringLiteral("Hint: ") + hint, screen);
+}
 
 Presentation present(const Request &request, const QVariant &answer, const Screens &screens)
 {
@@ -145,21 +146,37 @@ Presentation present(const Request &request, const QVariant &answer, const Scree
     return presentation;
 }
 
-QString presentChange(const QVariantMap &event, const Screens &screens)
+QString presentChange(const QVariantMap &event, const QString &time, const Screens &screens)
 {
     const QString activity = event.value(QStringLiteral("syslog_facility")).toString();
     const int number = event.value(QStringLiteral("syslog_level")).toInt();
     const QString level = levelWord(number);
     if (screens.json) {
-        return jsonText(QJsonObject {{QStringLiteral("activity"), activity},
+        return jsonText(QJsonObject {{QStringLiteral("time"), time},
+                                     {QStringLiteral("activity"), activity},
                                      {QStringLiteral("level"), level},
                                      {QStringLiteral("number"), number}},
                         QJsonDocument::Compact, screens.output);
     }
     const Screen &screen = screens.output;
-    return screen.terminal
-        ? QString(visible(activity) + QLatin1Char(' ') + markedLevel(level, 0, screen) + lineFeed)
-        : QString(activity + QLatin1Char(' ') + level + lineFeed);
+    const QString start = time + QLatin1Char(' ');
+    return screen.terminal ? QString(start + visible(activity) + QLatin1Char(' ')
+                                     + markedLevel(level, 0, screen) + lineFeed)
+                           : QString(start + activity + QLatin1Char(' ') + level + lineFeed);
+}
+
+QString presentMove(const ActivityRow &row, const QString &time, const Screens &screens)
+{
+    if (screens.json) {
+        return jsonText(QJsonObject {{QStringLiteral("time"), time},
+                                     {QStringLiteral("activity"), row.activity},
+                                     {QStringLiteral("support"), row.support},
+                                     {QStringLiteral("destination"), row.destination}},
+                        QJsonDocument::Compact, screens.output);
+    }
+    return shown(time + QLatin1Char(' ') + row.activity + QStringLiteral(" -> ")
+                     + destinationWords(row),
+                 screens.output);
 }
 
 QString presentError(const QDBusError &error, const QString &service, bool timedOut, int seconds)

@@ -2,7 +2,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "request.h"
+#include "client/activitytable.h"
+#include "client/request.h"
 #include "screen.h"
 
 #include <QDBusError>
@@ -43,8 +44,19 @@ struct Screens
  */
 Presentation present(const Request &request, const QVariant &answer, const Screens &screens);
 
-/// Presents a level change that @p event announces: the arguments of log_level_changed.
-QString presentChange(const QVariantMap &event, const Screens &screens);
+/// @p text as it goes to @p screen, with a line feed at its end when it has none: on a terminal
+/// without anything that could control it, and with its lines broken at blanks.
+QString shownText(const QString &text, const Screen &screen);
+
+/// @p hint as a line behind a failure; an empty text for an empty hint.
+QString hintLine(const QString &hint, const Screen &screen);
+
+/// Presents a level change that @p event announces: the arguments of log_level_changed. @p time
+/// stands in front.
+QString presentChange(const QVariantMap &event, const QString &time, const Screens &screens);
+
+/// Presents the new destination of an activity in the same way.
+QString presentMove(const ActivityRow &row, const QString &time, const Screens &screens);
 
 /// The line that says why there is no answer, and what to do about it. @p service is the name of
 /// the module that was asked; @p timedOut tells that all the @p seconds are over.

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "reading.h"
 
-#include "words.h"
+#include "client/words.h"
 
 #include <limits>
 
@@ -47,6 +47,9 @@ Reading readLevel(const QStringList &arguments)
     switch (arguments.size()) {
     case 0:
         return accept(Operation::ListLevels);
+    case 1:
+        return arguments.first() == QLatin1String("all") ? accept(Operation::ListLevels)
+                                                         : accept(Operation::ShowLevel, arguments);
     case 2:
         return accept(Operation::ChangeLevel, arguments);
     default:
@@ -130,4 +133,28 @@ Reading readComment(const QStringList &arguments)
         return wrongCount(arguments);
     }
     return accept(Operation::Comment, {arguments.at(0), arguments.mid(1).join(QLatin1Char(' '))});
+}
+
+Reading readLog(const QStringList &arguments)
+{
+    return arguments.size() == 1 ? accept(Operation::ReadLog, arguments) : wrongCount(arguments);
+}
+
+Reading readTrace(const QStringList &arguments)
+{
+    const QString level = arguments.value(1, QStringLiteral("debug"));
+    if (arguments.isEmpty() || arguments.size() > 2) {
+        return wrongCount(arguments);
+    }
+    if (arguments.first() == QLatin1String("all")) {
+        return refuse(QStringLiteral("one activity is traced at a time, not all"));
+    }
+    if (!levelNames().contains(level)) {
+        const QString nearest = nearestWord(level, levelNames());
+        return refuse(QStringLiteral("'%1' is no level; a level is one of ").arg(level)
+                      + levelNames().join(QStringLiteral(", "))
+                      + (nearest.isEmpty() ? QString()
+                                           : QStringLiteral(". Did you mean '%1'?").arg(nearest)));
+    }
+    return accept(Operation::Trace, {arguments.first(), level});
 }

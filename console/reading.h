@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "request.h"
+#include "client/request.h"
 
 #include <QString>
 #include <QStringList>
@@ -29,3 +29,5 @@ Reading readLevels(const QStringList &arguments);
 Reading readDefence(const QStringList &arguments);
 Reading readDelete(const QStringList &arguments);
 Reading readComment(const QStringList &arguments);
+Reading readLog(const QStringList &arguments);
+Reading readTrace(const QStringList &arguments);

@@ -2,6 +2,9 @@
 // SPDX-License-Identifier: MIT
 #include "screen.h"
 
+#include <QRegularExpression>
+#include <QStringList>
+
 #include <algorithm>
 #include <cerrno>
 
@@ -58,6 +61,48 @@ Screen screenOf(int descriptor, ColorMode mode)
     screen.color = wantsColor(mode, isTerminal, environment);
     screen.width = widthOf(descriptor, environment);
     return screen;
+}
+
+QString wrapped(const QString &text, int width)
+{
+    static const QRegularExpression colors(QStringLiteral("\033\\[[0-9;]*m"));
+    static const QRegularExpression margin(QStringLiteral("^( *(?:\\S+(?: \\S+)*  +)?)"));
+    QStringList lines;
+    const QStringList whole = text.split(QLatin1Char('\n'));
+    for (const QString &line : whole) {
+        const auto columns = [](QString part) { return part.remove(colors).size(); };
+        if (columns(line) <= width) {
+            lines.append(line);
+            continue;
+        }
+        // Below the second column of a list, if that leaves half of the screen.
+        const QString first = margin.match(line).captured();
+        int indent = columns(first);
+        if (indent > width / 2) {
+            indent = 0;
+            while (indent < line.size() && line.at(indent) == QLatin1Char(' ')) {
+                ++indent;
+            }
+        }
+        QString current;
+        bool empty = true; // whether nothing but the margin stands in it
+        const QStringList words = line.split(QLatin1Char(' '));
+        for (const QString &word : words) {
+            const QString longer = current.isNull() ? word : current + QLatin1Char(' ') + word;
+            if (!empty && !word.isEmpty() && columns(longer) > width) {
+                while (current.endsWith(QLatin1Char(' '))) {
+                    current.chop(1);
+                }
+                lines.append(current);
+                current = QString(indent, QLatin1Char(' ')) + word;
+            } else {
+                current = longer.isNull() ? QStringLiteral("") : longer;
+            }
+            empty = empty && word.isEmpty();
+        }
+        lines.append(current);
+    }
+    return lines.join(QLatin1Char('\n'));
 }
 
 QString visible(const QString &text)

@@ -31,6 +31,11 @@ Screen screenOf(int descriptor, ColorMode mode);
 /// its line: "^[" for an escape, "\u009b" for others. Line feeds and tabs stay.
 QString visible(const QString &text);
 
+/// @p text with its lines broken at blanks where they are wider than @p width columns; what goes on
+/// in the next line is indented like its first, or stands below the second column of a list. Only a
+/// word that is wider than the screen is left as it is. Escape sequences of colours have no width.
+QString wrapped(const QString &text, int width);
+
 /// Occupies the standard file descriptors that are closed, so that nothing which the process opens
 /// gets their numbers and with them what was meant for a reader. They stay without use: what is
 /// written there fails.

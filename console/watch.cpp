@@ -1,78 +1,141 @@
-// The event of level changes as lines of text.
+// The event of level changes, and the table's destinations, as lines of text.
 // SPDX-License-Identifier: MIT
 #include "watch.h"
 
-#include "service.h"
+#include "client/changes.h"
+#include "client/configurationwatch.h"
+#include "stopsignals.h"
 
 #include <QCoreApplication>
 #include <QDBusConnectionInterface>
 #include <QDBusServiceWatcher>
-#include <QSocketNotifier>
+#include <QDateTime>
+#include <QElapsedTimer>
+#include <QTimer>
 
-#include <csignal>
-
-#include <sys/signalfd.h>
 #include <unistd.h>
 
 namespace {
 
-sigset_t stopSignals()
-{
-    sigset_t stops;
-    sigemptyset(&stops);
-    sigaddset(&stops, SIGINT);
-    sigaddset(&stops, SIGTERM);
-    return stops;
-}
+constexpr int lookEvery = 500; // ms
 
-void note(const QString &text)
-{
-    writeAll(STDERR_FILENO, QString(QStringLiteral("loggerctl: ") + text).toUtf8() + '\n');
-}
-
-/// Receives what the bus says.
+/// Receives what the bus says, and looks at the table when the configuration was changed.
 class Listener : public QObject
 {
     Q_OBJECT
 
 public:
-    explicit Listener(const Screens &screens) : m_screens(screens) { }
+    explicit Listener(const Session &session)
+        : m_session(session), m_owner(loggerModuleService, session.caller.bus,
+                                      QDBusServiceWatcher::WatchForRegistration
+                                          | QDBusServiceWatcher::WatchForUnregistration)
+    {
+        m_session.caller.slow = nullptr;
+        m_time.start();
+        connect(&m_owner, &QDBusServiceWatcher::serviceRegistered, this, [this] {
+            m_present = true;
+            note(m_session, QStringLiteral("LoggerModule is on the bus again"));
+        });
+        connect(&m_owner, &QDBusServiceWatcher::serviceUnregistered, this, [this] {
+            m_present = false;
+            note(m_session, QStringLiteral("LoggerModule left the bus; waiting for it"));
+        });
+        connect(&m_timer, &QTimer::timeout, this, [this] {
+            // Not while the service is away: the bus would start it for the question.
+            if (m_present && (m_configuration.hasChanged() || m_due)) {
+                look();
+            }
+        });
+    }
+
+    /// Remembers the destinations, and from then on reports what becomes of them. In the event
+    /// loop.
+    void begin()
+    {
+        // The bus answers in order: when it has told this, it knows what we listen to.
+        m_present = m_session.caller.bus.interface()->isServiceRegistered(loggerModuleService);
+        if (m_present) {
+            look();
+        } else {
+            note(m_session, QStringLiteral("LoggerModule is not on the bus; waiting for it"));
+        }
+        if (m_present && m_session.screens.errors.terminal) {
+            note(m_session, QStringLiteral("watching for level changes; Ctrl-C ends it"));
+        }
+        m_timer.start(lookEvery);
+    }
 
 public Q_SLOTS:
     void changed(const QVariantMap &event)
     {
-        if (!writeAll(STDOUT_FILENO, presentChange(event, m_screens).toUtf8())) {
-            sayThatItCannotBeWritten();
-            QCoreApplication::exit(Failed);
-        }
+        m_due = true;
+        print(presentChange(event, now(), m_session.screens));
     }
     void busGone()
     {
-        note(QStringLiteral("the system bus went away: start this again when it is back"));
+        note(m_session,
+             QStringLiteral("the system bus went away: start this again when it is back"));
         QCoreApplication::exit(Unreachable);
     }
 
 private:
-    Screens m_screens;
+    QString now() const
+    {
+        constexpr double second = 1000; // ms
+        if (m_session.line.sinceStart) {
+            return QString::number(static_cast<double>(m_time.elapsed()) / second, 'f', 3);
+        }
+        const QDateTime time = QDateTime::currentDateTime();
+        return time.toOffsetFromUtc(time.offsetFromUtc()).toString(Qt::ISODateWithMs);
+    }
+    void print(const QString &line)
+    {
+        if (!writeAll(STDOUT_FILENO, line.toUtf8())) {
+            sayThatItCannotBeWritten();
+            QCoreApplication::exit(Failed);
+        }
+    }
+    void look()
+    {
+        if (m_looking) {
+            return; // the timer goes on while the answer is waited for, and asks again
+        }
+        m_looking = true;
+        m_due = false;
+        const Listing listing = listActivities(m_session.caller);
+        m_looking = false;
+        if (!listing.valid) {
+            m_due = true; // look again
+            return;
+        }
+        for (const ActivityRow &row : listing.rows) {
+            const ActivityRow *const before = findActivity(m_rows, row.activity);
+            if (before != nullptr && !sameDestination(*before, row)) {
+                print(presentMove(row, now(), m_session.screens));
+            }
+        }
+        m_rows = listing.rows;
+    }
+
+    Session m_session;
+    QDBusServiceWatcher m_owner;
+    ConfigurationWatch m_configuration;
+    QElapsedTimer m_time;
+    QTimer m_timer;
+    QList<ActivityRow> m_rows;
+    bool m_present = false; ///< whether the service is on the bus
+    bool m_due
+        = true; ///< whether the table may be another one: a level change may bring the backup
+    bool m_looking = false;
 };
 
 } // namespace
 
-void holdStopSignals()
+ExitStatus watch(const Session &session)
 {
-    const sigset_t stops = stopSignals();
-    pthread_sigmask(SIG_BLOCK, &stops, nullptr);
-}
-
-ExitStatus watch(QDBusConnection bus, const Screens &screens)
-{
-    const sigset_t stops = stopSignals();
-    const int descriptor = signalfd(-1, &stops, SFD_CLOEXEC | SFD_NONBLOCK);
-    QSocketNotifier stop(descriptor, QSocketNotifier::Read);
-    QObject::connect(&stop, &QSocketNotifier::activated, qApp,
-                     [] { QCoreApplication::exit(Done); });
-
-    Listener listener(screens);
+    const StopSignals stop([] { QCoreApplication::exit(Done); });
+    Listener listener(session);
+    QDBusConnection bus = session.caller.bus;
     bus.connect(loggerModuleService, loggerModulePath,
                 QStringLiteral("com.corvane.Quorvix.QVXEvent"), QStringLiteral("log_level_changed"),
                 &listener, SLOT(changed(QVariantMap)));
@@ -80,23 +143,8 @@ ExitStatus watch(QDBusConnection bus, const Screens &screens)
                 QStringLiteral("org.freedesktop.DBus.Local"), QStringLiteral("Disconnected"),
                 &listener, SLOT(busGone()));
 
-    QDBusServiceWatcher owner(loggerModuleService, bus,
-                              QDBusServiceWatcher::WatchForRegistration
-                                  | QDBusServiceWatcher::WatchForUnregistration);
-    QObject::connect(&owner, &QDBusServiceWatcher::serviceRegistered, &listener,
-                     [] { note(QStringLiteral("LoggerModule is on the bus again")); });
-    QObject::connect(&owner, &QDBusServiceWatcher::serviceUnregistered, &listener,
-                     [] { note(QStringLiteral("LoggerModule left the bus; waiting for it")); });
-
-    // The bus answers in order: when it has told this, it knows what we listen to.
-    if (!bus.interface()->isServiceRegistered(loggerModuleService)) {
-        note(QStringLiteral("LoggerModule is not on the bus; waiting for it"));
-    } else if (screens.errors.terminal) {
-        note(QStringLiteral("watching for level changes; Ctrl-C ends it"));
-    }
-    const int status = QCoreApplication::exec();
-    close(descriptor);
-    return static_cast<ExitStatus>(status);
+    QTimer::singleShot(0, &listener, [&listener] { listener.begin(); });
+    return static_cast<ExitStatus>(QCoreApplication::exec());
 }
 
 #include "watch.moc"

@@ -1,21 +1,15 @@
-// Follows the event of level changes until it is told to stop.
+// Follows the level changes and redirections until it is told to stop.
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "presentation.h"
-
-#include <QDBusConnection>
-
-/// Keeps SIGINT and SIGTERM from ending the process, so that watch() can end in order. To be called
-/// before anything starts a thread: threads inherit it.
-void holdStopSignals();
+#include "session.h"
 
 /**
- * Prints each level change to standard output as it is announced, and to standard error when the
- * service leaves the bus and when it is back. Needs the application object, and holdStopSignals()
- * before it.
+ * Prints each level change to standard output as it is announced, each redirection when the table
+ * of activities shows it, and to standard error when the service leaves the bus and when it is
+ * back. Needs the application object, and holdStopSignals() before it.
  *
- * @return Done after SIGINT or SIGTERM, Unreachable when the bus goes away, Failed when standard
- * output cannot be written
+ * @return Done after SIGINT, SIGTERM or SIGHUP, Unreachable when the bus goes away, Failed when
+ * standard output cannot be written
  */
-ExitStatus watch(QDBusConnection bus, const Screens &screens);
+ExitStatus watch(const Session &session);

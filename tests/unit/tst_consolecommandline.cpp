@@ -3,8 +3,8 @@
 // SPDX-License-Identifier: MIT
 #include "console/commandline.h"
 
+#include "client/words.h"
 #include "console/commands.h"
-#include "console/words.h"
 #include "levels/levelvocabulary.h"
 
 #include "support/console.h"
@@ -58,6 +58,13 @@ void tst_ConsoleCommandLine::requests_data()
         = [](const char *line, Operation operation, const QStringList &arguments = {},
              int number = 0) { QTest::newRow(line) << operation << arguments << number; };
     row("level", Operation::ListLevels);
+    row("level all", Operation::ListLevels);
+    row("level a", Operation::ShowLevel, {"a"_s});
+    row("log a", Operation::ReadLog, {"a"_s});
+    row("trace a", Operation::Trace, {"a"_s, "debug"_s});
+    row("trace a info", Operation::Trace, {"a"_s, "info"_s});
+    row("status", Operation::Status);
+    row("factory-reset", Operation::FactoryReset);
     row("level '' 'x y'", Operation::ChangeLevel, {QString(), "x y"_s});
     row("level -- -a --json", Operation::ChangeLevel, {"-a"_s, "--json"_s});
     row("redirect a udp h 0", Operation::RedirectToServer, {"a"_s, "udp"_s, "h"_s}, 0);
@@ -88,19 +95,32 @@ void tst_ConsoleCommandLine::refusals_data()
     const auto row = [](const QByteArray &line, const QStringList &parts) {
         QTest::newRow(line.constData()) << parts;
     };
-    row("", {"subcommand is missing"_s, "Subcommands:\n"_s});
-    row("lvel", {"redirect levels defence"_s});
+    row("", {"subcommand is missing"_s, "\n  level  "_s});
+    row("lvel", {"log trace redirect"_s});
     row("REDIRECT", {"Did you mean 'redirect'?"_s});
-    row("set", {"Did you mean 'setSyslogLevels'?"_s});
+    row("lgo", {"Did you mean 'log'?"_s});
     row("xyzzy",
-        {"'xyzzy'.\n"_s, "\nSubcommands: level redirect levels"_s,
-         " logRemoteServerPort help\n"_s});
+        {"'xyzzy'.\n"_s, "\nSubcommands: level log trace redirect"_s, " factory-reset help\n"_s});
     row("xyzzy --help", {"'xyzzy'.\n"_s});
     row("help lvel", {"Did you mean 'level'?"_s});
-    row("level qvxsipua",
-        {"loggerctl level ACTIVITY LEVEL\n"_s, "Example: loggerctl level qvxsipua debug\n"_s,
-         "loggerctl level --help"_s});
-    row("level a b c", {"3 arguments"_s});
+    row("level a b c",
+        {"3 arguments"_s, "loggerctl level ACTIVITY LEVEL\n"_s,
+         "Example: loggerctl level qvxsipua\n"_s, "loggerctl level --help"_s});
+    row("log", {"arguments are missing"_s, "loggerctl log ACTIVITY\n"_s});
+    row("log a b", {"2 arguments"_s});
+    row("log a -n x", {"lines from 0 to 1000000, not 'x'"_s});
+    row("log a -n -1", {"lines from 0 to 1000000, not '-1'"_s});
+    row("log a --yes", {"there is no option '--yes'"_s});
+    row("trace", {"arguments are missing"_s, "loggerctl trace ACTIVITY LEVEL\n"_s});
+    row("trace all", {"one activity is traced at a time"_s});
+    row("trace a debgu", {"'debgu' is no level"_s, "Did you mean 'debug'?"_s});
+    for (const char *const time : {"0", "-5s", "x", "1.5h", "25h", "m", ""}) {
+        row(QByteArray("trace a --for=") + time, {"such as 30s, 10m or 2h, not '"_s});
+    }
+    row("trace a --for 86401", {"such as 30s, 10m or 2h"_s});
+    row("archive -o ''", {"-o takes the name of a file"_s});
+    row("level --yse", {"there is no option '--yse'"_s});
+    row("delete --yse", {"Did you mean '--yes'?"_s});
     row("redirect a", {"one argument"_s, "ACTIVITY udp|tcp ADDRESS PORT\n"_s});
     row("redirect a udp h syslog",
         {"redirect: the port 'syslog' is not a number from 1 to 65535\nUsage:\n"_s});
@@ -112,8 +132,8 @@ void tst_ConsoleCommandLine::refusals_data()
          "loggerctl levels set ACTIVITY:LEVEL...\n"_s});
     row("levels gte", {"'gte' is none of the words get, set and reset"_s, "Did you mean 'get'?"_s});
     row("levels set", {"qvxsipua:debug"_s});
-    for (const char *const line :
-         {"levels get x", "levels reset x", "archive x", "watch x", "remote x"}) {
+    for (const char *const line : {"levels get x", "levels reset x", "archive x", "watch x",
+                                   "remote x", "status x", "factory-reset x"}) {
         row(line, {"takes no arguments"_s});
     }
     row("setSyslogLevels", {"arguments are missing"_s});
@@ -159,6 +179,19 @@ void tst_ConsoleCommandLine::options()
     QVERIFY(line.json);
     QCOMPARE(line.color, ColorMode::Never);
     QCOMPARE(line.request.words, (QStringList {"a"_s, "b"_s}));
+    line = readLine("log a -n 5 -f --grep x");
+    QCOMPARE(line.lines, 5);
+    QVERIFY(line.follow);
+    QCOMPARE(line.grep, "x"_s);
+    line = readLine("trace a --for 2h -o f");
+    QCOMPARE(line.seconds, 7200);
+    QCOMPARE(line.file, "f"_s);
+    QCOMPARE(readLine("trace a --for=90").seconds, 90);
+    QCOMPARE(readLine("trace a --for=24h").seconds, 86400);
+    QCOMPARE(readLine("trace a").seconds, 600);
+    QVERIFY(readLine("delete flash -y").yes);
+    QVERIFY(readLine("levels reset --no-wait").noWait);
+    QVERIFY(readLine("watch --since-start").sinceStart);
     // The later one counts.
     line = readLine("--timeout=7 --color=never level --timeout=86400 --color=always");
     QCOMPARE(line.timeout, 86400000);
@@ -172,15 +205,25 @@ void tst_ConsoleCommandLine::help()
         QCOMPARE(line.outcome, CommandLine::Outcome::Show);
         QVERIFY(line.text.contains("Usage: loggerctl"_s));
         QVERIFY2(fitsATerminal(line.text), qPrintable(line.text));
-        const QStringList names = commandNames();
-        for (const QString &name : names) {
+        const QStringList everyday = commandNames(false);
+        for (const QString &name : everyday) {
             QVERIFY2(line.text.contains("\n  "_s + name + " "_s), qPrintable(name));
         }
+        // On two screens, and without the methods' own names.
+        QVERIFY(line.text.count(QLatin1Char('\n')) <= 48);
+        QVERIFY(!line.text.contains("SyslogLevels"_s));
         for (const char *const option :
              {"--json", "--color WHEN", "--timeout SECONDS", "-h, --help", "--version"}) {
             QVERIFY2(line.text.contains(QLatin1String(option)), option);
         }
     }
+    const QString all = readLine("help --all").text;
+    const QStringList names = commandNames(true);
+    QCOMPARE(names.size(), commandNames(false).size() + 10);
+    for (const QString &name : names) {
+        QVERIFY2(all.contains("\n  "_s + name + " "_s), qPrintable(name));
+    }
+    QVERIFY(fitsATerminal(all));
     for (const char *const words : {"--version", "level --version"}) {
         const CommandLine line = readLine(words);
         QCOMPARE(line.outcome, CommandLine::Outcome::Show);
@@ -191,7 +234,7 @@ void tst_ConsoleCommandLine::help()
 
 void tst_ConsoleCommandLine::everySubcommandHasHelp()
 {
-    const QStringList names = commandNames();
+    const QStringList names = commandNames(true);
     for (const char *const method :
          {"deleteTmpLogFiles", "level", "redirect", "getSyslogLevels", "setSyslogLevels",
           "resetSyslogLevelsToErr", "generateLogsForWeb", "defence", "logRemoteServer",

@@ -3,8 +3,7 @@
 // SPDX-License-Identifier: MIT
 #include "console/presentation.h"
 
-#include "console/activitytable.h"
-
+#include "console/tablelayout.h"
 #include "support/literal.h"
 
 #include <QDBusMessage>
@@ -41,7 +40,9 @@ private Q_SLOTS:
     void columns_data();
     void columns();
     void tableForATerminal();
-    void longCellsGoOn();
+    void wideTableTakesTwoLines();
+    void linesBreakAtBlanks_data();
+    void linesBreakAtBlanks();
     void tableFitsTheWidth_data();
     void tableFitsTheWidth();
     void levelsOfSeveral();
@@ -102,26 +103,53 @@ void tst_ConsolePresentation::tableForATerminal()
     QCOMPARE(present(levels, activityTableHeader, {inPipe, inPipe, true}).output, "[\n]\n"_s);
 }
 
-void tst_ConsolePresentation::longCellsGoOn()
+void tst_ConsolePresentation::wideTableTakesTwoLines()
 {
-    const QString destination(100, QLatin1Char('d'));
-    const QString activity(30, QLatin1Char('a'));
-    const QString shown
-        = formatActivityTable({{activity, "err"_s, "file"_s, destination}}, plainTerminal);
-    const QStringList lines = shown.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
-    QCOMPARE(lines.size(), 4);
-    QCOMPARE(shown.count(QLatin1Char('a')), 30);
-    QCOMPARE(shown.count(QLatin1Char('d')), 100);
-    QVERIFY(lines.at(2).startsWith(QString(6, QLatin1Char('a')) + "  "_s));
-    for (const QString &line : lines) {
-        QVERIFY2(line.size() <= 80, qPrintable(line));
-    }
+    const QString destination = "/var/log/"_s + QString(40, QLatin1Char('d'));
+    const QList<ActivityRow> rows {
+        {"a"_s, "err"_s, "file"_s, "/x"_s},
+        {QString(30, QLatin1Char('b')), "debug"_s, "file"_s, destination}};
+    QCOMPARE(formatActivityTable(rows, plainTerminal),
+             "a  err\n  file /x\n"_s + QString(30, QLatin1Char('b')) + "  debug *\n  file "_s
+                 + destination + "\n"_s);
+    // A word that is wider than the screen stays in one piece.
+    const QString wide(100, QLatin1Char('d'));
+    QVERIFY(formatActivityTable({{"a"_s, "err"_s, "file"_s, wide}}, plainTerminal).contains(wide));
+}
+
+void tst_ConsolePresentation::linesBreakAtBlanks_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QString>("shown"); // 20 columns wide
+    QTest::newRow("short") << "one line\nand another"_s
+                           << "one line\nand another"_s;
+    QTest::newRow("empty") << QString() << QString();
+    QTest::newRow("as wide") << "12345678901234567890"_s
+                             << "12345678901234567890"_s;
+    QTest::newRow("long") << "words that do not fit into one line\n"_s
+                          << "words that do not\nfit into one line\n"_s;
+    QTest::newRow("indented") << "  words that do not fit here"_s
+                              << "  words that do not\n  fit here"_s;
+    QTest::newRow("two columns") << "  name  its description is long"_s
+                                 << "  name  its\n        description\n        is long"_s;
+    QTest::newRow("wide first column") << "  a-long-name  descriptions so"_s
+                                       << "  a-long-name\n  descriptions so"_s;
+    QTest::newRow("long word") << "a 1234567890123456789012345 b"_s
+                               << "a\n1234567890123456789012345\nb"_s;
+    QTest::newRow("colours") << "\033[33m12345678\033[0m 90123456789 x"_s
+                             << "\033[33m12345678\033[0m 90123456789\nx"_s;
+}
+
+void tst_ConsolePresentation::linesBreakAtBlanks()
+{
+    QFETCH(QString, text);
+    QTEST(wrapped(text, 20), "shown");
 }
 
 void tst_ConsolePresentation::tableFitsTheWidth_data()
 {
     QTest::addColumn<int>("width");
-    for (const int width : {60, 80, 81, 120, 200}) {
+    for (const int width : {40, 41, 60, 80, 81, 120, 200}) {
         QTest::addRow("%d", width) << width;
     }
 }
@@ -130,17 +158,18 @@ void tst_ConsolePresentation::tableFitsTheWidth()
 {
     QFETCH(int, width);
     const Screen screen {true, false, width};
-    const QString shown = formatActivityTable(
-        parseActivityTable(table()
-                           + row("SettingsManager"_s, "warning"_s, "unix-stream"_s,
-                                 QString(150, QLatin1Char('d')))),
-        screen);
+    const QString shown
+        = formatActivityTable(parseActivityTable(table()
+                                                 + row("SettingsManager"_s, "warning"_s, "file"_s,
+                                                       "/var/log/SettingsManager.log"_s)),
+                              screen);
     const QStringList lines = shown.split(QLatin1Char('\n'));
     for (const QString &line : lines) {
         QVERIFY2(line.size() <= width, qPrintable(line));
     }
     QVERIFY(shown.contains("warning *"_s));
-    QCOMPARE(shown.count(QLatin1Char('d')), 150 + 3); // "defence", "debug", "udp"
+    QVERIFY(shown.contains("/var/log/SettingsManager.log\n"_s));
+    QVERIFY(shown.contains("IP :10.1.2.3 port(514)\n"_s));
 }
 
 void tst_ConsolePresentation::levelsOfSeveral()
@@ -169,12 +198,16 @@ void tst_ConsolePresentation::nothing()
 void tst_ConsolePresentation::changes()
 {
     const QVariantMap event {{"syslog_facility"_s, "qvxsipua"_s}, {"syslog_level"_s, 7}};
-    QCOMPARE(presentChange(event, {plainTerminal, inPipe, false}), "qvxsipua debug *\n"_s);
-    QCOMPARE(presentChange(event, {colorTerminal, inPipe, false}),
-             "qvxsipua \033[1;35mdebug\033[0m\n"_s);
+    QCOMPARE(presentChange(event, "1.250"_s, {plainTerminal, inPipe, false}),
+             "1.250 qvxsipua debug *\n"_s);
+    QCOMPARE(presentChange(event, "1.250"_s, {colorTerminal, inPipe, false}),
+             "1.250 qvxsipua \033[1;35mdebug\033[0m\n"_s);
+    QCOMPARE(presentMove({"qvxsipua"_s, "err"_s, "udp"_s, "IP :10.1.2.3 port(514)"_s}, "1.250"_s,
+                         {plainTerminal, inPipe, false}),
+             "1.250 qvxsipua -> udp 10.1.2.3 port(514)\n"_s);
     const QVariantMap odd {{"syslog_facility"_s, "\033c"_s}, {"syslog_level"_s, 2}};
-    QCOMPARE(presentChange(odd, {inPipe, inPipe, false}), "\033c 2\n"_s);
-    QCOMPARE(presentChange(odd, {plainTerminal, inPipe, false}), "^[c 2\n"_s);
+    QCOMPARE(presentChange(odd, "0"_s, {inPipe, inPipe, false}), "0 \033c 2\n"_s);
+    QCOMPARE(presentChange(odd, "0"_s, {plainTerminal, inPipe, false}), "0 ^[c 2\n"_s);
 }
 
 void tst_ConsolePresentation::errors_data()

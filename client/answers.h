@@ -25,6 +25,9 @@ bool isSuccess(const Request &request, const QString &text);
 /// levels, at least one of them is known. What the settings service holds is never a failure.
 bool isSuccess(const Request &request, const QVariantMap &answer);
 
+/// Whether @p text says that the activity of @p request is not known.
+bool isUnknownActivity(const Request &request, const QString &text);
+
 /// What to type instead when the service answered @p request with the failure @p text; an empty
 /// text when there is nothing to add to it. No line feed at the end.
 QString hintFor(const Request &request, const QString &text);

@@ -24,9 +24,17 @@ struct Reply
     bool timedOut = false; ///< whether the error came because the time was over
 };
 
-/**
- * Sends @p request on @p bus and waits for the answer, for at most @p timeout ms. Needs the
- * application object. @p slow is called once when the answer takes longer than two seconds.
- */
-Reply ask(const QDBusConnection &bus, const Request &request, int timeout,
-          const std::function<void()> &slow);
+/// How a client asks. Needs the application object.
+struct Caller
+{
+    QDBusConnection bus;
+    int timeout = 120000; ///< how long a call may take, in ms
+    /// Called once for a call whose answer takes longer than two seconds; may be empty.
+    std::function<void()> slow;
+    /// Called about five times a second while an answer is waited for, with the ms since the call
+    /// was sent; may be empty.
+    std::function<void(qint64)> waiting;
+
+    /// Sends @p request and waits for the answer.
+    Reply ask(const Request &request) const;
+};

@@ -1,11 +1,11 @@
-// What a command line asks for, before anything is sent.
+// What a person asks for, before anything is sent.
 // SPDX-License-Identifier: MIT
 #pragma once
 
 #include <QString>
 #include <QStringList>
 
-/// One form of one method of the service, or something the console does by itself.
+/// One form of one method of the service, or something a client does with several.
 enum class Operation {
     DeleteRamLogs, ///< no words
     DeleteLogs, ///< "flash"
@@ -25,8 +25,13 @@ enum class Operation {
     RemoteAddress,
     RemotePort,
     Comment, ///< activity, text
-    Watch, ///< no words; the console listens to the event of level changes
-    ShowRemote, ///< no words; the console asks the settings service
+    ShowRemote, ///< no words; the settings service is asked
+    FactoryReset, ///< no words; the module's control interface is asked
+    ShowLevel, ///< activity; its row of the table
+    Watch, ///< no words; the event of level changes
+    ReadLog, ///< activity
+    Trace, ///< activity, level word
+    Status, ///< no words
 };
 
 /// An operation with its arguments in the order of the method's own.

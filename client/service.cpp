@@ -9,6 +9,7 @@
 #include <QDBusMessage>
 #include <QDBusPendingCall>
 #include <QDBusPendingCallWatcher>
+#include <QElapsedTimer>
 #include <QEventLoop>
 #include <QTimer>
 
@@ -17,6 +18,7 @@
 namespace {
 
 constexpr int slowAfter = 2000; // ms
+constexpr int waitingStep = 200; // ms
 const QString settingsService = QStringLiteral("SettingsManager");
 
 constexpr std::array<const char *, 4> remoteSettings {
@@ -82,8 +84,14 @@ QDBusPendingCall send(LoggerModuleProxy &module, const Request &request)
             changedSetting("LogRemoteServerPort", "logRemoteServerPort", first));
     case Operation::Comment:
         return module.logComments(first, second);
-    case Operation::Watch:
+    case Operation::ShowLevel:
+        return module.level();
     case Operation::ShowRemote:
+    case Operation::FactoryReset:
+    case Operation::Watch:
+    case Operation::ReadLog:
+    case Operation::Trace:
+    case Operation::Status:
         break;
     }
     return QDBusPendingCall::fromError(
@@ -91,20 +99,29 @@ QDBusPendingCall send(LoggerModuleProxy &module, const Request &request)
 }
 
 /// Waits for @p call. The answer is its first argument when that is a text or a map.
-Reply waitFor(const QDBusConnection &bus, const QDBusPendingCall &call,
-              const std::function<void()> &slow)
+Reply waitFor(const Caller &caller, const QDBusPendingCall &call)
 {
     QDBusPendingCallWatcher watcher(call);
     if (!watcher.isFinished()) {
+        QElapsedTimer time;
+        time.start();
         QEventLoop loop;
         QObject::connect(&watcher, &QDBusPendingCallWatcher::finished, &loop, &QEventLoop::quit);
-        QTimer::singleShot(slowAfter, &loop, slow);
+        if (caller.slow) {
+            QTimer::singleShot(slowAfter, &loop, caller.slow);
+        }
+        QTimer steps;
+        if (caller.waiting) {
+            QObject::connect(&steps, &QTimer::timeout, &loop,
+                             [&caller, &time] { caller.waiting(time.elapsed()); });
+            steps.start(waitingStep);
+        }
         loop.exec();
     }
     Reply reply;
     if (watcher.isError()) {
         reply.error = watcher.error();
-        if (!bus.isConnected()) {
+        if (!caller.bus.isConnected()) {
             reply.error = QDBusError(QDBusError::Disconnected, QString());
         }
         // The bus itself reports a service that left; it says so under its own name.
@@ -124,7 +141,7 @@ Reply waitFor(const QDBusConnection &bus, const QDBusPendingCall &call,
 }
 
 /// What the settings service holds about the remote log server, by the settings' names.
-Reply askSettings(const QDBusConnection &bus, int timeout, const std::function<void()> &slow)
+Reply askSettings(const Caller &caller)
 {
     QVariantMap settings;
     Reply reply;
@@ -135,7 +152,7 @@ Reply askSettings(const QDBusConnection &bus, int timeout, const std::function<v
             QLatin1String(LoggerModuleProxy::staticInterfaceName()),
             QStringLiteral("getSettingValue"));
         call << QLatin1String(name);
-        reply = waitFor(bus, bus.asyncCall(call, timeout), slow);
+        reply = waitFor(caller, caller.bus.asyncCall(call, caller.timeout));
         reply.service = settingsService;
         if (reply.error.isValid()) {
             return reply;
@@ -151,13 +168,18 @@ Reply askSettings(const QDBusConnection &bus, int timeout, const std::function<v
 const QString loggerModuleService = QStringLiteral("com.corvane.Quorvix.LoggerModule");
 const QString loggerModulePath = QStringLiteral("/com/corvane/Quorvix/LoggerModule");
 
-Reply ask(const QDBusConnection &bus, const Request &request, int timeout,
-          const std::function<void()> &slow)
+Reply Caller::ask(const Request &request) const
 {
     if (request.operation == Operation::ShowRemote) {
-        return askSettings(bus, timeout, slow);
+        return askSettings(*this);
+    }
+    if (request.operation == Operation::FactoryReset) {
+        const QDBusMessage call = QDBusMessage::createMethodCall(
+            loggerModuleService, loggerModulePath, QStringLiteral("com.corvane.Quorvix.QVXModule"),
+            QStringLiteral("restoreDataToFactory"));
+        return waitFor(*this, bus.asyncCall(call, timeout));
     }
     LoggerModuleProxy module(loggerModuleService, loggerModulePath, bus);
     module.setTimeout(timeout);
-    return waitFor(bus, send(module, request), slow);
+    return waitFor(*this, send(module, request));
 }

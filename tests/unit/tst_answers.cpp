@@ -2,7 +2,8 @@
 // is said about them: those that a phone gives when something is broken, or not at all. The others
 // are in the test of the console's calls.
 // SPDX-License-Identifier: MIT
-#include "console/answers.h"
+#include "client/answers.h"
+
 #include "console/commandline.h"
 
 #include "support/console.h"
@@ -29,7 +30,7 @@ QByteArray repaired(const QByteArray &activity)
 
 } // namespace
 
-class tst_ConsoleAnswers : public QObject
+class tst_Answers : public QObject
 {
     Q_OBJECT
 
@@ -44,7 +45,7 @@ private Q_SLOTS:
     void items();
 };
 
-void tst_ConsoleAnswers::texts_data()
+void tst_Answers::texts_data()
 {
     QTest::addColumn<QByteArray>("line");
     QTest::addColumn<QByteArray>("text");
@@ -156,7 +157,7 @@ void tst_ConsoleAnswers::texts_data()
     bad("comment qvxsipua text", "not OK");
 }
 
-void tst_ConsoleAnswers::texts()
+void tst_Answers::texts()
 {
     QFETCH(QByteArray, line);
     QFETCH(QByteArray, text);
@@ -169,7 +170,7 @@ void tst_ConsoleAnswers::texts()
     QVERIFY2(said.contains(hint), said.constData());
 }
 
-void tst_ConsoleAnswers::maps_data()
+void tst_Answers::maps_data()
 {
     QTest::addColumn<QByteArray>("line");
     QTest::addColumn<QVariantMap>("answer");
@@ -197,7 +198,7 @@ void tst_ConsoleAnswers::maps_data()
     row("settings", "remote", {{"LogRemoteServerExist"_s, "false"_s}}, true);
 }
 
-void tst_ConsoleAnswers::maps()
+void tst_Answers::maps()
 {
     QFETCH(QByteArray, line);
     QFETCH(QVariantMap, answer);
@@ -207,7 +208,7 @@ void tst_ConsoleAnswers::maps()
     QVERIFY(hintFor(asked, answer.value("msg"_s).toString()).contains(hint));
 }
 
-void tst_ConsoleAnswers::settings_data()
+void tst_Answers::settings_data()
 {
     QTest::addColumn<QByteArray>("line");
     QTest::addColumn<QString>("part"); // of the hint; empty when there is none
@@ -226,7 +227,7 @@ void tst_ConsoleAnswers::settings_data()
     rows("logRemoteServerPort", {"0", "65536", "-1", "", "99999999999"}, "from 1 to 65535");
 }
 
-void tst_ConsoleAnswers::settings()
+void tst_Answers::settings()
 {
     QFETCH(QByteArray, line);
     QFETCH(QString, part);
@@ -235,7 +236,7 @@ void tst_ConsoleAnswers::settings()
     QVERIFY2(hint.contains(part), qPrintable(hint));
 }
 
-void tst_ConsoleAnswers::items_data()
+void tst_Answers::items_data()
 {
     QTest::addColumn<QString>("bad");
     const auto row = [](const char *items, const char *bad) {
@@ -253,7 +254,7 @@ void tst_ConsoleAnswers::items_data()
     row("a:x,b:y", "'a:x', 'b:y'.");
 }
 
-void tst_ConsoleAnswers::items()
+void tst_Answers::items()
 {
     QFETCH(QString, bad);
     const QString hint = hintForItems(QString::fromLatin1(QTest::currentDataTag()));
@@ -261,5 +262,5 @@ void tst_ConsoleAnswers::items()
     QVERIFY2(hint.contains(bad), qPrintable(hint));
 }
 
-QTEST_APPLESS_MAIN(tst_ConsoleAnswers)
-#include "tst_consoleanswers.moc"
+QTEST_APPLESS_MAIN(tst_Answers)
+#include "tst_answers.moc"

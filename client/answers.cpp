@@ -113,15 +113,6 @@ QString levelHint(const Request &request)
         + (nearest.isEmpty() ? QString() : QStringLiteral(". Did you mean '%1'?").arg(nearest));
 }
 
-/// Whether @p text says that the activity of @p request is not known.
-bool isUnknownActivity(const Request &request, const QString &text)
-{
-    const QString activity = request.words.value(0);
-    return text == QStringLiteral("Not a valid activity : ") + activity
-        || text == QStringLiteral("not a valid activity : ") + activity
-        || text == QStringLiteral("not a valid facility : ") + activity;
-}
-
 bool isProtocol(const QString &word)
 {
     return word == QLatin1String("udp") || word == QLatin1String("tcp");
@@ -209,11 +200,20 @@ QString redirectHint(const Request &request, const QString &text)
 
 } // namespace
 
+bool isUnknownActivity(const Request &request, const QString &text)
+{
+    const QString activity = request.words.value(0);
+    return text == QStringLiteral("Not a valid activity : ") + activity
+        || text == QStringLiteral("not a valid activity : ") + activity
+        || text == QStringLiteral("not a valid facility : ") + activity;
+}
+
 bool isSuccess(const Request &request, const QString &text)
 {
     const QString first = request.words.value(0);
     switch (request.operation) {
     case Operation::ListLevels:
+    case Operation::ShowLevel:
     case Operation::ListDestinations:
         return isActivityTable(text);
     case Operation::ChangeLevel:

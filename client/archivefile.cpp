@@ -1,0 +1,95 @@
+// tar's own word on whether the archive is whole.
+// SPDX-License-Identifier: MIT
+#include "archivefile.h"
+
+#include "answers.h"
+#include "program.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QSaveFile>
+
+#include <ctime>
+
+#include <sys/stat.h>
+
+namespace {
+
+constexpr int mostTries = 3;
+constexpr int readTimeout = 60000; // ms
+
+/// Counts the files of the archive. @return whether it could be read to its end
+bool readArchive(int *files)
+{
+    const ProgramOutcome listing
+        = outcomeOf(QStringLiteral("tar"), {QStringLiteral("-tzf"), archivePath}, readTimeout);
+    const QList<QByteArray> names = listing.output.split('\n');
+    for (const QByteArray &name : names) {
+        *files += name.isEmpty() || name.endsWith('/') ? 0 : 1;
+    }
+    return listing.status == 0;
+}
+
+/// Whether the link points at the archive and is not older than @p begun.
+bool isPublishedSince(const timespec &begun)
+{
+    struct stat status = {};
+    return QFileInfo(archiveLink).symLinkTarget() == archivePath
+        && lstat(QFile::encodeName(archiveLink).constData(), &status) == 0
+        && (status.st_mtim.tv_sec > begun.tv_sec
+            || (status.st_mtim.tv_sec == begun.tv_sec && status.st_mtim.tv_nsec >= begun.tv_nsec));
+}
+
+} // namespace
+
+const QString archivePath = QStringLiteral("/var/volatile/tmp/all_logs.tar.gz");
+const QString archiveLink = QStringLiteral("/www/pages/all_logs.tar.gz");
+
+Archive archiveAndLook(const Caller &caller, const std::function<void(qint64, qint64)> &progress)
+{
+    const Request request {Operation::Archive, {}, 0};
+    Caller watched = caller;
+    if (progress) {
+        watched.slow = nullptr;
+        watched.waiting
+            = [&progress](qint64 elapsed) { progress(elapsed, QFileInfo(archivePath).size()); };
+    }
+    Archive archive;
+    timespec begun = {};
+    do {
+        ++archive.tries;
+        clock_gettime(CLOCK_REALTIME_COARSE, &begun); // the clock of the files' times
+        archive.reply = watched.ask(request);
+        archive.answered
+            = !archive.reply.error.isValid() && isSuccess(request, archive.reply.answer.toMap());
+    } while (!archive.answered && !archive.reply.error.isValid() && archive.tries < mostTries);
+    if (archive.answered) {
+        const QFileInfo file(archivePath);
+        archive.size = file.size();
+        archive.readable = file.isReadable();
+        archive.complete = archive.readable && readArchive(&archive.files);
+        archive.published = isPublishedSince(begun);
+    }
+    return archive;
+}
+
+QString copyArchive(const QString &path)
+{
+    QFile source(archivePath);
+    QSaveFile copy(path);
+    if (!source.open(QIODevice::ReadOnly)) {
+        return archivePath + QStringLiteral(": ") + source.errorString();
+    }
+    if (!copy.open(QIODevice::WriteOnly)) {
+        return path + QStringLiteral(": ") + copy.errorString();
+    }
+    constexpr qint64 block = 1 << 20;
+    while (!source.atEnd()) {
+        const QByteArray bytes = source.read(block);
+        if (bytes.isEmpty() || copy.write(bytes) != bytes.size()) {
+            return path + QStringLiteral(": ")
+                + (bytes.isEmpty() ? source.errorString() : copy.errorString());
+        }
+    }
+    return copy.commit() ? QString() : path + QStringLiteral(": ") + copy.errorString();
+}

@@ -1,0 +1,192 @@
+// Reads by position, and looks at the name's inode at each poll.
+// SPDX-License-Identifier: MIT
+#include "logfollower.h"
+
+#include <QFileInfo>
+
+#include <algorithm>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr qint64 block = 1 << 16;
+constexpr int blocksPerPoll = 64; // then the reader prints what it has
+constexpr qint64 longestQuiet = 5000; // ms; a reload of the daemon takes less
+
+/// Opens a regular file for reading, and nothing else: a FIFO would wait for a writer.
+std::unique_ptr<QFile> openLog(const QString &path)
+{
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): there is no other form of open(2)
+    const int descriptor
+        = open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    if (descriptor < 0) {
+        return nullptr;
+    }
+    struct stat status = {};
+    auto file = std::make_unique<QFile>();
+    if (fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)
+        || !file->open(descriptor, QIODevice::ReadOnly | QIODevice::Unbuffered,
+                       QFileDevice::AutoCloseHandle)) {
+        close(descriptor);
+        return nullptr;
+    }
+    return file;
+}
+
+/// Whether the name @p path stands for the file that @p file has open.
+bool isNameOf(const QString &path, const QFile &file)
+{
+    struct stat named = {};
+    struct stat opened = {};
+    return stat(QFile::encodeName(path).constData(), &named) == 0
+        && fstat(file.handle(), &opened) == 0 && named.st_ino == opened.st_ino
+        && named.st_dev == opened.st_dev;
+}
+
+} // namespace
+
+bool isWanted(const QByteArray &line, const QString &text)
+{
+    if (text.isEmpty()) {
+        return true;
+    }
+    return QString::fromUtf8(line).contains(
+        text, text == text.toLower() ? Qt::CaseInsensitive : Qt::CaseSensitive);
+}
+
+QByteArrayList newestLines(QFile &file, qint64 size, int count, const QString &text)
+{
+    QByteArrayList lines;
+    QByteArray tail; // the beginning of a line that was cut by a block's edge
+    qint64 position = size;
+    bool last = true; // whether the text's end has not been looked at
+    while (position > 0 && lines.size() < count) {
+        const qint64 begin = std::max<qint64>(0, position - block);
+        if (!file.seek(begin)) {
+            break;
+        }
+        QByteArray bytes = file.read(position - begin) + tail;
+        position = begin;
+        if (last && bytes.endsWith('\n')) {
+            bytes.chop(1);
+        }
+        last = false;
+        int end = bytes.size();
+        while (lines.size() < count) {
+            const int feed = end > 0 ? bytes.lastIndexOf('\n', end - 1) : -1;
+            if (feed < 0) {
+                break;
+            }
+            const QByteArray line = bytes.mid(feed + 1, end - feed - 1);
+            if (isWanted(line, text)) {
+                lines.prepend(line);
+            }
+            end = feed;
+        }
+        tail = bytes.left(end);
+    }
+    if (position == 0 && size > 0 && lines.size() < count && isWanted(tail, text)) {
+        lines.prepend(tail);
+    }
+    return lines;
+}
+
+void LogFollower::follow(const QString &path, qint64 position)
+{
+    if (m_current.file) {
+        m_current.quiet.start();
+        m_former.push_back(std::move(m_current));
+    }
+    m_current = Source();
+    m_path = path;
+    m_start = position;
+    openAgain();
+}
+
+bool LogFollower::isReadable(QString *problem) const
+{
+    if (m_current.file) {
+        return true;
+    }
+    const QFileInfo info(m_path);
+    if (info.exists()) {
+        *problem = info.isFile() ? QStringLiteral("this user may not read it")
+                                 : QStringLiteral("it is no regular file");
+    }
+    return false;
+}
+
+void LogFollower::openAgain()
+{
+    m_current = Source();
+    m_current.file = m_path.isEmpty() ? nullptr : openLog(m_path);
+    if (m_current.file) {
+        m_current.position = m_start <= m_current.file->size() ? m_start : 0;
+        m_start = 0;
+    } else if (!QFileInfo::exists(m_path)) {
+        m_start = 0; // what comes is new
+    }
+}
+
+void LogFollower::readOn(Source &source, QByteArrayList *lines)
+{
+    struct stat status = {};
+    if (fstat(source.file->handle(), &status) == 0 && status.st_size < source.position) {
+        source.position = 0; // truncated
+        source.begun.clear();
+    }
+    QByteArray bytes(static_cast<int>(block), '\0');
+    for (int count = 0; count < blocksPerPoll; ++count) {
+        const ssize_t size = pread(source.file->handle(), bytes.data(),
+                                   static_cast<size_t>(bytes.size()), source.position);
+        if (size <= 0) {
+            return;
+        }
+        source.quiet.start();
+        source.position += size;
+        source.begun.append(bytes.constData(), static_cast<int>(size));
+        int start = 0;
+        for (int feed = source.begun.indexOf('\n'); feed >= 0;
+             feed = source.begun.indexOf('\n', start)) {
+            lines->append(source.begun.mid(start, feed - start));
+            start = feed + 1;
+        }
+        source.begun.remove(0, start);
+    }
+}
+
+QByteArrayList LogFollower::poll()
+{
+    QByteArrayList lines;
+    for (Source &source : m_former) {
+        readOn(source, &lines);
+        if (source.quiet.hasExpired(longestQuiet)) {
+            if (!source.begun.isEmpty()) {
+                lines.append(source.begun);
+            }
+            source.file.reset();
+        }
+    }
+    m_former.erase(std::remove_if(m_former.begin(), m_former.end(),
+                                  [](const Source &source) { return !source.file; }),
+                   m_former.end());
+    if (m_current.file) {
+        // The name first: what the file got before it lost its name is then read in this call.
+        const bool named = isNameOf(m_path, *m_current.file);
+        readOn(m_current, &lines);
+        if (named) {
+            return lines;
+        }
+        m_current.quiet.start();
+        m_former.push_back(std::move(m_current));
+        m_start = 0;
+    }
+    openAgain();
+    if (m_current.file) {
+        readOn(m_current, &lines);
+    }
+    return lines;
+}

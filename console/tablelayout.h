@@ -1,0 +1,15 @@
+// The table of activities, laid out for a terminal.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "client/activitytable.h"
+#include "screen.h"
+
+/// @p rows laid out for the width of @p screen, with a heading or not. Where the columns do not fit
+/// beside each other, each activity takes two lines. Levels more verbose than "err" stand out: in
+/// colour, or with a "*" behind them. Every line ends with a line feed.
+QString formatActivityTable(const QList<ActivityRow> &rows, const Screen &screen,
+                            bool heading = true);
+
+/// @p level as it stands out on @p screen, followed by blanks up to @p width columns.
+QString markedLevel(const QString &level, int width, const Screen &screen);
