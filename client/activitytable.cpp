@@ -26,19 +26,19 @@ QString takeColumn(const QString &row, int width, int *position)
 
 } // namespace
 
-const QString activityTableHeader
+const QString activityTableStart
     = QStringLiteral("   ACTIVITY           LEVEL      SUPPORT           DESTINATION \n");
 
 bool isActivityTable(const QString &text)
 {
-    return text.startsWith(activityTableHeader);
+    return text.startsWith(activityTableStart);
 }
 
 QList<ActivityRow> parseActivityTable(const QString &text)
 {
     QList<ActivityRow> rows;
     const QStringList lines
-        = text.mid(activityTableHeader.size()).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+        = text.mid(activityTableStart.size()).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
     for (const QString &line : lines) {
         int position = 0;
         ActivityRow row;
@@ -95,10 +95,11 @@ ActivityRow rowWithDestination(const QString &activity, const QString &destinati
     ActivityRow row;
     row.activity = activity;
     row.support = rest.left(rest.indexOf(QStringLiteral("(\""))).trimmed();
-    row.destination = rest.mid(row.support.size() + 3).remove(QLatin1Char('"')).trimmed();
+    row.destination = rest.mid(row.support.size() + 3).remove(QLatin1Char('"'));
     if (row.support == QLatin1String("udp") || row.support == QLatin1String("tcp")) {
         row.destination.prepend(networkMark);
     }
+    row.destination = row.destination.trimmed();
     return row;
 }
 

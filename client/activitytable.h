@@ -16,7 +16,7 @@ struct ActivityRow
 };
 
 /// The first line of the table, with its line feed.
-extern const QString activityTableHeader;
+extern const QString activityTableStart;
 
 /// Whether @p text is a table of activities, and no message.
 bool isActivityTable(const QString &text);

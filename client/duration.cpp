@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "duration.h"
 
+#include <algorithm>
+
 namespace {
 
 constexpr int minute = 60;
@@ -22,10 +24,11 @@ int secondsOf(const QString &text)
     if (unit != 1 || text.endsWith(QLatin1Char('s'))) {
         digits.chop(1);
     }
-    bool isNumber = false;
-    const int number = digits.toInt(&isNumber);
-    return isNumber && digits.at(0).isDigit() && number >= 1 && number <= day / unit ? number * unit
-                                                                                     : -1;
+    const bool plain = std::all_of(digits.begin(), digits.end(), [](QChar c) {
+        return c >= QLatin1Char('0') && c <= QLatin1Char('9');
+    });
+    const int number = plain ? digits.toInt() : 0; // 0 also for none, and for too large a number
+    return number >= 1 && number <= day / unit ? number * unit : -1;
 }
 
 QString durationText(qint64 seconds)

@@ -79,7 +79,7 @@ QString sizeText(qint64 size)
 {
     constexpr qint64 thousand = 1000;
     if (size < thousand) {
-        return QStringLiteral("%1 bytes").arg(size);
+        return size == 1 ? QStringLiteral("1 byte") : QStringLiteral("%1 bytes").arg(size);
     }
     if (size < thousand * thousand) {
         return QStringLiteral("%1 kB").arg((size + thousand / 2) / thousand);

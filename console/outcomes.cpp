@@ -233,13 +233,12 @@ Presentation presentLevelChanges(const Request &request, const LevelChanges &cha
         lines.insert(row.activity, row.level);
     }
     if (screens.json) {
-        presentation.output = jsonLine(
-            {{QStringLiteral("ok"), changes.done()},
-             {QStringLiteral("text"), answer.value(QStringLiteral("msg")).toString()},
-             {QStringLiteral("levels"), levels},
-             {QStringLiteral("unchanged"), QJsonArray::fromStringList(changes.unchanged)},
-             {QStringLiteral("unknown"), QJsonArray::fromStringList(changes.unknown)}},
-            screens);
+        QJsonObject object = QJsonObject::fromVariantMap(answer);
+        object.insert(QStringLiteral("ok"), changes.done());
+        object.insert(QStringLiteral("levels"), levels);
+        object.insert(QStringLiteral("unchanged"), QJsonArray::fromStringList(changes.unchanged));
+        object.insert(QStringLiteral("unknown"), QJsonArray::fromStringList(changes.unknown));
+        presentation.output = jsonLine(object, screens);
     } else if (!lines.isEmpty()) {
         presentation = present({Operation::GetLevels, {}, 0}, lines, screens);
         presentation.status = changes.done() ? Done : Failed;

@@ -11,6 +11,7 @@ namespace {
 
 constexpr size_t columns = 4;
 using Cells = std::array<QString, columns>;
+const QString lineFeed = QStringLiteral("\n");
 
 /// A cell's text as it may stand in one line of a terminal.
 QString cell(QString text)
@@ -43,38 +44,41 @@ QString markedLevel(const QString &level, int width, const Screen &screen)
 
 QString formatActivityTable(const QList<ActivityRow> &rows, const Screen &screen, bool heading)
 {
-    constexpr int gap = 2;
+    const QString gap(2, QLatin1Char(' '));
+    const Cells names {QStringLiteral("ACTIVITY"), QStringLiteral("LEVEL"),
+                       QStringLiteral("SUPPORT"), QStringLiteral("DESTINATION")};
     QList<Cells> lines;
     for (const ActivityRow &row : rows) {
         lines.append(
             {cell(row.activity), cell(row.level), cell(row.support), cell(row.destination)});
     }
-    std::array<int, columns> widths {};
-    int whole = gap * (static_cast<int>(columns) - 1);
-    const Cells names {QStringLiteral("ACTIVITY"), QStringLiteral("LEVEL"),
-                       QStringLiteral("SUPPORT"), QStringLiteral("DESTINATION")};
-    for (size_t i = 0; i < columns; ++i) {
+    std::array<int, columns - 1> widths {};
+    int room = screen.width; // for the destination
+    for (size_t i = 0; i < widths.size(); ++i) {
         widths[i] = heading ? names[i].size() : 0;
         for (const Cells &line : qAsConst(lines)) {
             const int mark = i == 1 && isVerbose(line[i]) ? 2 : 0;
             widths[i] = std::max(widths[i], line[i].size() + mark);
         }
-        whole += widths[i];
+        room -= widths[i] + gap.size();
     }
-    const bool beside = whole <= screen.width;
+    const auto fits = [room](const Cells &line) { return line.back().size() <= room; };
+    const bool beside = std::count_if(lines.begin(), lines.end(), fits) * 2 >= lines.size();
     if (heading && beside) {
         lines.prepend(names);
     }
     QString text;
     for (const Cells &line : qAsConst(lines)) {
-        const QString space(gap, QLatin1Char(' '));
-        const QString start = line[0].leftJustified(beside ? widths[0] : 0) + space
+        const QString start = line[0].leftJustified(beside ? widths[0] : 0) + gap
             + markedLevel(line[1], beside ? widths[1] : 0, screen);
-        if (beside) {
-            text += trimmedLine(start + space + line[2].leftJustified(widths[2]) + space + line[3]);
+        const QString columnsBefore = start + gap + line[2].leftJustified(widths[2]);
+        if (beside && fits(line)) {
+            text += trimmedLine(columnsBefore + gap + line[3]);
+        } else if (beside) {
+            text += trimmedLine(columnsBefore) + wrapped(gap + line[3], screen.width) + lineFeed;
         } else {
-            text += wrapped(trimmedLine(start), screen.width)
-                + wrapped(trimmedLine(space + line[2] + QLatin1Char(' ') + line[3]), screen.width);
+            text += trimmedLine(start)
+                + wrapped(trimmedLine(gap + line[2] + QLatin1Char(' ') + line[3]), screen.width);
         }
     }
     return text;

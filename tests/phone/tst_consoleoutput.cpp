@@ -64,7 +64,7 @@ void tst_ConsoleOutput::asJson_data()
     row("level qvxsipua debug",
         {{"ok"_s, true}, {"text"_s, "Level debug for facility : qvxsipua OK"_s}});
     row("level x debug", {{"ok"_s, false}, {"text"_s, "Not a valid activity : x"_s}});
-    row("levels reset", {{"value"_s, "0"_s}, {"msg"_s, "Fast set all log levels to error OK"_s}});
+    row("levels reset --no-wait", {{"value"_s, "0"_s}, {"msg"_s, "Fast set all log levels to error OK"_s}});
     row("comment qvxsipua x", {{"ok"_s, true}, {"text"_s, "OK"_s}});
     row("logRemoteServerPort 514", {{"ok"_s, true}, {"text"_s, QString()}});
     row("remote",
@@ -152,7 +152,8 @@ void tst_ConsoleOutput::terminalTable()
         QVERIFY(lines.size() >= 12);
         QVERIFY(lines.first().startsWith("ACTIVITY         LEVEL"));
         for (const QByteArray &line : lines) {
-            QVERIFY2(line.size() <= 80, line.constData());
+            // A word is never broken.
+            QVERIFY2(line.size() <= 80 || line.contains(QByteArray(100, 'd')), line.constData());
         }
         QVERIFY(terminal.output().contains("qvxsipua         debug *"));
         QVERIFY(!terminal.output().contains('\033'));

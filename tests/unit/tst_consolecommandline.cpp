@@ -5,7 +5,6 @@
 
 #include "client/words.h"
 #include "console/commands.h"
-#include "levels/levelvocabulary.h"
 
 #include "support/console.h"
 
@@ -45,7 +44,6 @@ private Q_SLOTS:
     void everySubcommandHasHelp();
     void nearest_data();
     void nearest();
-    void levelsAreTheService();
 };
 
 void tst_ConsoleCommandLine::requests_data()
@@ -287,20 +285,6 @@ void tst_ConsoleCommandLine::nearest()
 {
     QFETCH(QString, word);
     QTEST(nearestWord(word, levelNames()), "nearest");
-}
-
-void tst_ConsoleCommandLine::levelsAreTheService()
-{
-    QCOMPARE(levelNames().size(), 6);
-    for (int number = -1; number <= 8; ++number) {
-        if (isValidLevelNumber(number)) {
-            QCOMPARE(levelWord(number), levelToName(number));
-            QVERIFY(levelNames().contains(levelWord(number)));
-            QCOMPARE(isVerbose(levelWord(number)), number > 3);
-        } else {
-            QCOMPARE(levelWord(number), QString::number(number));
-        }
-    }
 }
 
 QTEST_GUILESS_MAIN(tst_ConsoleCommandLine)
