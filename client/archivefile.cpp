@@ -12,6 +12,7 @@
 #include <ctime>
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -91,5 +92,7 @@ QString copyArchive(const QString &path)
                 + (bytes.isEmpty() ? source.errorString() : copy.errorString());
         }
     }
-    return copy.commit() ? QString() : path + QStringLiteral(": ") + copy.errorString();
+    // Of what is left in its buffer, commit() does not see that it cannot be written.
+    const bool written = copy.flush() && fsync(copy.handle()) == 0 && copy.commit();
+    return written ? QString() : path + QStringLiteral(": ") + copy.errorString();
 }

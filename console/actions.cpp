@@ -125,11 +125,11 @@ ExitStatus redirect(const Session &session)
         return unreachable(session, result.reply);
     }
     Presentation presentation = presentRedirection(request, result, session.screens);
-    const QString nearest = nearestActivity(listing.rows, typedActivity(session));
-    if (isUnknownActivity(request, result.reply.answer.toString()) && meant.isEmpty()
-        && !nearest.isEmpty()) {
+    const QString text = result.reply.answer.toString();
+    if (isUnknownActivity(request, text)) {
         presentation.errors
-            += hintLine(nameHint(listing.rows, typedActivity(session)), session.screens.errors);
+            = (session.screens.json ? QString() : shownText(text, session.screens.errors))
+            + hintLine(nameHint(listing.rows, typedActivity(session)), session.screens.errors);
     }
     return write(presentation);
 }
