@@ -3,6 +3,7 @@
 // longer and other runs.
 // SPDX-License-Identifier: MIT
 #include "support/faults.h"
+#include "support/files.h"
 #include "support/phone.h"
 
 #include <QVX/setting.h>
@@ -12,7 +13,6 @@
 #include <QDBusPendingCall>
 #include <QDBusReply>
 #include <QDBusVariant>
-#include <QDir>
 #include <QElapsedTimer>
 #include <QHash>
 #include <QSet>
@@ -309,12 +309,6 @@ QByteArray identityOfService()
     const QByteArray status = Phone::read(QStringLiteral("/proc/") + QString::fromLatin1(number)
                                           + QStringLiteral("/stat"));
     return number + ' ' + status.mid(status.lastIndexOf(')') + 2).split(' ').value(19);
-}
-
-QStringList entriesOf(const QString &directory)
-{
-    return QDir(directory).entryList(
-        QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot, QDir::Name);
 }
 
 /// Everything that may not come and go in the places where a hostile name could lead to.

@@ -157,13 +157,7 @@ void tst_ConsoleBus::serviceAbsent()
 
 void tst_ConsoleBus::settingsServiceAbsent()
 {
-    const QString pidFile = "/run/phone/SettingsManager.pid"_s;
-    const int pid = Phone::read(pidFile).trimmed().toInt();
-    QVERIFY(pid > 0);
-    QVERIFY(QFile::remove(pidFile));
-    QCOMPARE(::kill(pid, SIGTERM), 0);
-    QVERIFY(QTest::qWaitFor([] { return !Phone::isOnBus("com.corvane.Quorvix.SettingsManager"_s); },
-                            20000));
+    Phone::stopBooted("SettingsManager"_s);
     QCOMPARE(whyNoAnswer(console("remote")), notOnTheBus("SettingsManager"));
 }
 

@@ -17,6 +17,7 @@
 namespace {
 
 using Facilities::noSuchFile;
+using Facilities::rowName;
 
 const QString libraryDirectory = "/usr/lib/QVXApplication/"_s;
 const QString programDirectory = "/usr/bin/QVXApplication/"_s;
@@ -130,8 +131,8 @@ void tst_FacilityNames::nameWithAFileOrWithoutNeedIsFound_data()
     }
     for (const char *name : {"sipmmi", "defence", "other", ".hidden", "...", " ", "a\nb", "..\\x",
                              "%1 %2", "größe ☎ 😀", "sipmmi.conf"}) {
-        QTest::newRow(QByteArray(name).replace('\n', "\\n").constData())
-            << QString::fromUtf8(name) << true;
+        const QString text = QString::fromUtf8(name);
+        QTest::newRow(rowName(text)) << text << true;
     }
 }
 
@@ -257,31 +258,24 @@ void tst_FacilityNames::hostileNameReachesNoFile_data()
 {
     QTest::addColumn<QString>("name");
 
-    const auto row
-        = [](const char *name, const QString &facility) { QTest::newRow(name) << facility; };
-    row("up to /etc", "../../../../../etc/host"_s);
-    row("higher up to /etc", "../../../../../../etc/host"_s);
-    row("absolute", "/etc/host"_s);
-    row("another facility's file", "./sipmmi"_s);
-    row("another facility's file from above", "../facility/sipmmi"_s);
-    row("beside the directory", "../outside"_s);
-    row("application by path", "../QVXApplication/LoggerModule"_s);
-    row("empty", ""_s);
-    row("null", QString());
-    row("dot", "."_s);
-    row("two dots", ".."_s);
-    row("slash", "/"_s);
-    row("slash at the end", "sipmmi/"_s);
-    row("file of a subdirectory", "a/b"_s);
-    row("line break", "x\ny"_s);
-    row("NUL alone", "\0"_s);
-    row("NUL inside", "sip\0mmi"_s);
-    row("NUL behind a good name", "sipmmi\0"_s);
-    row("NUL before a suffix", "sipmmi.conf\0x"_s);
-    row("100 kB", QString(100 * 1024, QLatin1Char('x')));
-    row("100 kB of path", "../"_s.repeated(34 * 1024));
-    row("percent signs", "%1%2%n%s"_s);
-    row("glob", "*"_s);
+    const QStringList paths {"../../../../../etc/host"_s,
+                             "../../../../../../etc/host"_s,
+                             "/etc/host"_s,
+                             "./sipmmi"_s,
+                             "../facility/sipmmi"_s,
+                             "../outside"_s,
+                             "../QVXApplication/LoggerModule"_s,
+                             "."_s,
+                             ".."_s,
+                             "/"_s,
+                             "sipmmi/"_s,
+                             "a/b"_s};
+    const QStringList odd {""_s,         "x\ny"_s,           "\0"_s,       "sip\0mmi"_s,
+                           "sipmmi\0"_s, "sipmmi.conf\0x"_s, "%1%2%n%s"_s, "*"_s};
+    const QStringList huge {QString(100 * 1024, QLatin1Char('x')), "../"_s.repeated(34 * 1024)};
+    for (const QString &name : paths + odd + huge) {
+        QTest::newRow(rowName(name)) << name;
+    }
 }
 
 void tst_FacilityNames::hostileNameReachesNoFile()

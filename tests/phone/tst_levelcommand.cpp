@@ -27,6 +27,7 @@ namespace {
 
 using ConfigText::withAllLevels;
 using ConfigText::withLevel;
+using Facilities::rowName;
 using Levels::facilityLevel;
 using Levels::level;
 using Levels::state;
@@ -199,28 +200,17 @@ void tst_LevelCommand::refusesALevelWord_data()
 {
     QTest::addColumn<QString>("activity");
     QTest::addColumn<QString>("word");
-    const auto row = [](const char *name, const QString &activity, const QString &word) {
-        QTest::newRow(name) << activity << word;
+    const auto rows = [](const QString &activity, const QStringList &words) {
+        for (const QString &word : words) {
+            QTest::addRow("%s to %s", qPrintable(activity), rowName(word).constData())
+                << activity << word;
+        }
     };
-    const QString one = "qvxsipua"_s;
-    const QString all = "all"_s;
-    row("init for one activity", one, "init"_s);
-    row("restore for one activity", one, "restore"_s);
-    row("name of severity 1", one, "alert"_s);
-    row("name of severity 2", one, "crit"_s);
-    row("name of severity 2 for all", all, "crit"_s);
-    row("capitals", one, "ERR"_s);
-    row("capital letter", all, "Err"_s);
-    row("number", one, "3"_s);
-    row("empty", one, QString());
-    row("empty for all", all, QString());
-    row("blank before", one, " err"_s);
-    row("blank behind", one, "err "_s);
-    row("statement", one, "err..emerg); program(\"x\""_s);
-    row("Init for all", all, "Init"_s);
-    row("Restore for all", all, "Restore"_s);
-    row("percent and digit", one, "%1"_s);
-    row("100 kB", one, QString(100000, QLatin1Char('e')));
+    // The severities 1 and 2 have names, but not here; two words are for all activities only.
+    rows("qvxsipua"_s,
+         {"init"_s, "restore"_s, "alert"_s, "crit"_s, "ERR"_s, "3"_s, ""_s, " err"_s, "err "_s,
+          "err..emerg); program(\"x\""_s, "%1"_s, QString(100000, QLatin1Char('e'))});
+    rows("all"_s, {"crit"_s, "Err"_s, ""_s, "Init"_s, "Restore"_s});
 }
 
 void tst_LevelCommand::refusesALevelWord()
@@ -239,24 +229,12 @@ void tst_LevelCommand::refusesALevelWord()
 void tst_LevelCommand::refusesAnActivity_data()
 {
     QTest::addColumn<QString>("activity");
-    const auto row
-        = [](const char *name, const QString &activity) { QTest::newRow(name) << activity; };
-    row("unknown", "nobody"_s);
-    row("other case", "QVXSIPUA"_s);
-    row("ALL", "ALL"_s);
-    row("beginning with all", "allx"_s);
-    row("name that contains OK", "BOOK"_s);
-    row("OK", "OK"_s);
-    row("beginning of a name", "qvxsip"_s);
-    row("path upwards", "../../../../../etc/host"_s);
-    row("absolute path", "/etc/host"_s);
-    row("path to a facility file", "../facility/qvxsipua"_s);
-    row("empty", QString());
-    row("line break", "qvxsipua\n"_s);
-    row("blank behind", "qvxsipua "_s);
-    row("suffix", "qvxsipua.conf"_s);
-    row("percent and digits", "%1%2"_s);
-    row("100 kB", QString(100000, QLatin1Char('a')));
+    for (const QString &name : {"nobody"_s, "QVXSIPUA"_s, "ALL"_s, "allx"_s, "BOOK"_s, "OK"_s,
+                                "qvxsip"_s, "../../../../../etc/host"_s, "/etc/host"_s,
+                                "../facility/qvxsipua"_s, ""_s, "qvxsipua\n"_s, "qvxsipua "_s,
+                                "qvxsipua.conf"_s, "%1%2"_s, QString(100000, QLatin1Char('a'))}) {
+        QTest::newRow(rowName(name)) << name;
+    }
 }
 
 void tst_LevelCommand::refusesAnActivity()

@@ -53,6 +53,7 @@ private Q_SLOTS:
     void repairOfAnActivityEndsTheAnswer();
     void localeOfTheProcessMakesNoDifference_data();
     void localeOfTheProcessMakesNoDifference();
+    void stopDuringTheSyntaxCheckLeavesACompleteFile_data();
     void stopDuringTheSyntaxCheckLeavesACompleteFile();
     void stopOfTheWholeGroupDuringTheSyntaxCheckLeavesACompleteFile();
 
@@ -301,8 +302,16 @@ void tst_LevelFaults::localeOfTheProcessMakesNoDifference()
     }
 }
 
+void tst_LevelFaults::stopDuringTheSyntaxCheckLeavesACompleteFile_data()
+{
+    QTest::addColumn<int>("stopSignal");
+    QTest::newRow("SIGTERM") << SIGTERM;
+    QTest::newRow("SIGINT") << SIGINT;
+}
+
 void tst_LevelFaults::stopDuringTheSyntaxCheckLeavesACompleteFile()
 {
+    QFETCH(int, stopSignal);
     const QByteArray before = Phone::read(Phone::liveConfig);
     m_service.reset();
     {
@@ -310,7 +319,7 @@ void tst_LevelFaults::stopDuringTheSyntaxCheckLeavesACompleteFile()
         HeldCheck check;
         Phone::send("level"_s, {"qvxsipua"_s, "debug"_s});
         QVERIFY(check.waitForStart());
-        ::kill(static_cast<pid_t>(service.pid()), SIGTERM);
+        ::kill(static_cast<pid_t>(service.pid()), stopSignal);
         QCOMPARE(Phone::read(Phone::liveConfig), before);
         check.release();
         QCOMPARE(service.waitForEnd(), 0);

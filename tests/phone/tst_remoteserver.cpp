@@ -164,12 +164,7 @@ void tst_RemoteServer::initTestCase()
     QVERIFY2(Phone::isBox(), "runs in the phone in a box only");
     registerDBusSetting();
     Phone::stopBootedService();
-    const QString settingsPid = "/run/phone/SettingsManager.pid"_s;
-    const int pid = Phone::read(settingsPid).trimmed().toInt();
-    QVERIFY(pid > 0);
-    QVERIFY(QFile::remove(settingsPid));
-    QCOMPARE(::kill(pid, SIGTERM), 0);
-    QVERIFY(QTest::qWaitFor([] { return !Phone::isOnBus(StandIn::name); }, 20000));
+    Phone::stopBooted("SettingsManager"_s);
 
     // The service and the daemon at debug level, so that every line of the service is in its log.
     Phone::resetConfiguration();

@@ -5,6 +5,7 @@
 #include "support/hangups.h"
 #include "support/logcapture.h"
 #include "support/phone.h"
+#include "support/processes.h"
 #include "support/testablemodule.h"
 
 #include <QtTest>
@@ -14,22 +15,6 @@ namespace {
 const QString killRecord = QStringLiteral("/run/phone/kill.arguments");
 const QString success = QStringLiteral("7 [restart]process success.");
 const QString notReadable = QStringLiteral("7 [restart] pidFile not readable ");
-
-/// Lets something else than the file stand at the pid file's path for a while.
-class SavedPidFile
-{
-public:
-    SavedPidFile() { QFile::rename(Phone::pidFile, m_aside); }
-    ~SavedPidFile()
-    {
-        Faults::removeAll(Phone::pidFile);
-        QFile::rename(m_aside, Phone::pidFile);
-    }
-    Q_DISABLE_COPY(SavedPidFile)
-
-private:
-    const QString m_aside = Phone::pidFile + QStringLiteral(".aside");
-};
 
 } // namespace
 
@@ -68,7 +53,7 @@ void tst_Restart::cleanup()
 
 void tst_Restart::withoutAPidFileThereIsNothingToSignal()
 {
-    const SavedPidFile saved;
+    const Faults::Aside saved(Phone::pidFile);
     const Faults::SearchPath path(Faults::fake(QStringLiteral("path")));
     for (const int level : {7, 6}) {
         const LogCapture log;
@@ -83,7 +68,7 @@ void tst_Restart::withoutAPidFileThereIsNothingToSignal()
 
 void tst_Restart::unreadablePidFileIsReported()
 {
-    const SavedPidFile saved;
+    const Faults::Aside saved(Phone::pidFile);
     QVERIFY(QDir().mkpath(Phone::pidFile));
     const Faults::SearchPath path(Faults::fake(QStringLiteral("path")));
     for (const int level : {7, 6}) {
@@ -145,7 +130,7 @@ void tst_Restart::pidTextDecidesWhatIsSignalled()
     QFETCH(QByteArray, text);
     QFETCH(QByteArray, arguments);
     QFETCH(QStringList, lines);
-    const SavedPidFile saved;
+    const Faults::Aside saved(Phone::pidFile);
     Phone::write(Phone::pidFile, text);
     const Faults::SearchPath path(Faults::fake(QStringLiteral("path")));
     const LogCapture log;
@@ -195,13 +180,7 @@ void tst_Restart::processGetsExactlyOneHangUp()
 void tst_Restart::outcomeOfKillIsNotLookedAt_data()
 {
     QTest::addColumn<QByteArray>("text");
-
-    QProcess gone;
-    gone.start(QStringLiteral("true"), QStringList());
-    QVERIFY(gone.waitForStarted());
-    const QByteArray pid = QByteArray::number(gone.processId());
-    QVERIFY(gone.waitForFinished());
-    QTest::newRow("dead process") << pid;
+    QTest::newRow("dead process") << Processes::deadPid();
     QTest::newRow("rubbish") << QByteArray("rubbish");
 }
 

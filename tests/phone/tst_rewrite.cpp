@@ -4,6 +4,7 @@
 #include "support/configlog.h"
 #include "support/configurationtest.h"
 #include "support/faults.h"
+#include "support/files.h"
 #include "support/phone.h"
 
 #include <QDir>
@@ -27,12 +28,6 @@ const QString smallDisk = "/data/small"_s;
 const QString notCopied
     = "3 [Method : writeToFile()] -- copy file : "_s + Phone::liveConfig + "failed"_s;
 const QString brokenText = "@version: 3.38\nlog { source(; };\n"_s;
-
-QStringList entries(const QString &directory)
-{
-    return QDir(directory).entryList(QDir::AllEntries | QDir::Hidden | QDir::System
-                                     | QDir::NoDotAndDotDot);
-}
 
 nlink_t links(const QString &path)
 {
@@ -103,14 +98,14 @@ void tst_Rewrite::acceptedTextReplacesTheLiveFile()
 {
     QFETCH(QString, text);
     Phone::write(Phone::temporary, "an old one, and longer than nothing");
-    const QStringList before = entries(liveDirectory);
+    const QStringList before = entriesOf(liveDirectory);
 
     QVERIFY(m_module.writeToFile(text, Phone::liveConfig));
 
     QVERIFY(Faults::state(Phone::liveConfig) == text.toUtf8());
     QVERIFY(Faults::state(Phone::temporary) == text.toUtf8());
     QCOMPARE(Faults::state(Phone::backup), m_backup);
-    QCOMPARE(entries(liveDirectory), before);
+    QCOMPARE(entriesOf(liveDirectory), before);
     QCOMPARE(Faults::logged(*m_log), QStringList {checked});
 }
 
@@ -121,7 +116,7 @@ void tst_Rewrite::anotherLivePathUsesTheOneTemporaryFile()
     QCOMPARE(Faults::state(elsewhere), validText().toUtf8());
     QCOMPARE(Faults::state(Phone::temporary), validText().toUtf8());
     QCOMPARE(Faults::state(Phone::liveConfig), m_predefined);
-    QCOMPARE(entries(QFileInfo(elsewhere).path()), QStringList {"other.conf"_s});
+    QCOMPARE(entriesOf(QFileInfo(elsewhere).path()), QStringList {"other.conf"_s});
 
     m_log->clear();
     QVERIFY(!m_module.writeToFile(brokenText, elsewhere));
@@ -244,7 +239,7 @@ void tst_Rewrite::failureLeavesTheFilesAsPromised()
     for (const int level : {7, 6, 2}) {
         beginAgain(level);
         prepare();
-        const int count = entries(workingDirectory).size();
+        const int count = entriesOf(workingDirectory).size();
 
         QVERIFY(!Faults::withoutOverride(
             [&] { return m_module.writeToFile(text, Phone::liveConfig); }));
@@ -253,8 +248,8 @@ void tst_Rewrite::failureLeavesTheFilesAsPromised()
         QTEST(Faults::state(Phone::temporary), "temporary");
         QCOMPARE(Faults::state(Phone::backup), m_backup);
         QCOMPARE(Faults::logged(*m_log), Faults::writtenAt(level, lines));
-        QVERIFY(entries(liveDirectory).size() <= 2); // the live file and the facility files
-        QVERIFY(entries(workingDirectory).size() <= count + 1);
+        QVERIFY(entriesOf(liveDirectory).size() <= 2); // the live file and the facility files
+        QVERIFY(entriesOf(workingDirectory).size() <= count + 1);
     }
 }
 
@@ -278,7 +273,7 @@ void tst_Rewrite::textCutShortByAFullDiskIsRefusedAlthoughValid()
 
 void tst_Rewrite::failedCopyKeepsTheLiveFile()
 {
-    const QStringList before = entries(liveDirectory);
+    const QStringList before = entriesOf(liveDirectory);
     rlimit saved = {};
     getrlimit(RLIMIT_FSIZE, &saved);
     static_cast<void>(signal(SIGXFSZ, SIG_IGN));
@@ -300,7 +295,7 @@ void tst_Rewrite::failedCopyKeepsTheLiveFile()
     QCOMPARE(Faults::state(Phone::liveConfig), m_predefined);
     QCOMPARE(Faults::state(Phone::temporary), validText().toUtf8());
     QCOMPARE(Faults::state(Phone::backup), m_backup);
-    QCOMPARE(entries(liveDirectory), before);
+    QCOMPARE(entriesOf(liveDirectory), before);
 }
 
 // The live file and the temporary one fit on the disk, a second copy beside them does not.

@@ -1,10 +1,13 @@
 // A process that is asked to stop does so at once, whatever is still to be done: a start that waits
-// for another module is broken off, and calls that nobody has begun are not begun.
+// for another module is broken off, and calls that nobody has begun are not begun. Without its bus
+// it ends by itself.
 // SPDX-License-Identifier: MIT
 #include "support/phone.h"
+#include "support/privatebus.h"
 #include "support/probe.h"
 
 #include <QDBusConnection>
+#include <QDBusConnectionInterface>
 #include <QDBusPendingCall>
 #include <QDBusServiceWatcher>
 #include <QElapsedTimer>
@@ -14,6 +17,7 @@
 #include <QTest>
 
 #include <csignal>
+#include <memory>
 
 #include <poll.h>
 #include <sys/socket.h>
@@ -38,6 +42,7 @@ private Q_SLOTS:
     void hookThatFailsForItIsNoFailure();
     void queuedCallsAreNotBegun();
     void busThatNeverAnswersHoldsUpNoEnd();
+    void busThatGoesAwayEndsTheService();
 
     // From here on the phone has no settings service.
     void serviceStopsWhileTheSettingsServiceIsSilent();
@@ -173,15 +178,25 @@ void tst_Stop::busThatNeverAnswersHoldsUpNoEnd()
     unlink(path.constData());
 }
 
+void tst_Stop::busThatGoesAwayEndsTheService()
+{
+    auto daemon = std::make_unique<PrivateBus>(
+        "<policy context=\"default\"><allow user=\"*\"/><allow own=\"*\"/>"
+        "<allow send_destination=\"*\"/><allow receive_sender=\"*\"/></policy>");
+    const QString name = QStringLiteral("private");
+    const QDBusConnection bus = QDBusConnection::connectToBus(daemon->address(), name);
+    Phone::Service service(daemon->environment(), false);
+    QTRY_VERIFY_WITH_TIMEOUT(bus.interface()->isServiceRegistered(Phone::serviceName), 30000);
+    QDBusConnection::disconnectFromBus(name);
+
+    daemon.reset();
+    QCOMPARE(service.waitForEnd(), 1);
+    QCOMPARE(service.output(), QByteArray("LoggerModule: the system bus is gone\n"));
+}
+
 void tst_Stop::serviceStopsWhileTheSettingsServiceIsSilent()
 {
-    const QString record = QStringLiteral("/run/phone/SettingsManager.pid");
-    const int pid = Phone::read(record).trimmed().toInt();
-    QVERIFY(pid > 0);
-    QVERIFY(QFile::remove(record)); // whoever does that looks after it from now on
-    QCOMPARE(::kill(pid, SIGTERM), 0);
-    QTRY_VERIFY(!Phone::isOnBus(QStringLiteral("com.corvane.Quorvix.SettingsManager")));
-
+    Phone::stopBooted(QStringLiteral("SettingsManager"));
     const SilentModule settings(QStringLiteral("SettingsManager"));
     Phone::Service service(QProcessEnvironment::systemEnvironment(), false);
     QVERIFY(settings.waitForCall());

@@ -2,12 +2,15 @@
 // call is answered, and what was asked for last is what stands in the end.
 // The environment variable STRESS_ROUNDS makes it longer.
 // SPDX-License-Identifier: MIT
+#include "support/configtext.h"
+#include "support/facilities.h"
 #include "support/phone.h"
 
 #include <QDBusArgument>
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QElapsedTimer>
+#include <QMap>
 #include <QRandomGenerator>
 #include <QTest>
 
@@ -28,6 +31,9 @@ const QStringList activities {QStringLiteral("qvxaudio"), QStringLiteral("qvxsip
 const QStringList levelNames {QStringLiteral("emerg"),   QStringLiteral("err"),
                               QStringLiteral("warning"), QStringLiteral("notice"),
                               QStringLiteral("info"),    QStringLiteral("debug")};
+
+/// The levels by their numbers; two have none.
+const QList<QByteArray> severities {"emerg", "", "", "err", "warning", "notice", "info", "debug"};
 
 QString pick(const QStringList &words, QRandomGenerator &random)
 {
@@ -50,6 +56,8 @@ public:
         for (int round = 0; round < m_rounds; ++round) {
             setLevels(bus);
             changeOne(bus);
+            changeAll(bus);
+            askForNoLevel(bus);
             list(bus);
             readLevels(bus);
         }
@@ -75,6 +83,16 @@ private:
         return reply;
     }
 
+    /// Calls the level command.
+    void expect(const QDBusConnection &bus, const QVariantList &arguments, const QString &expected)
+    {
+        const QString answer
+            = call(bus, QStringLiteral("level"), arguments).arguments().value(0).toString();
+        if (answer != expected) {
+            problems.append(answer);
+        }
+    }
+
     void setLevels(const QDBusConnection &bus)
     {
         QStringList items;
@@ -89,13 +107,24 @@ private:
     {
         const QString activity = pick(activities, m_random);
         const QString level = pick(levelNames, m_random);
-        const QString answer
-            = call(bus, QStringLiteral("level"), {activity, level}).arguments().value(0).toString();
-        if (answer
-            != QStringLiteral("Level ") + level + QStringLiteral(" for facility : ") + activity
-                + QStringLiteral(" OK")) {
-            problems.append(answer);
-        }
+        expect(bus, {activity, level},
+               QStringLiteral("Level ") + level + QStringLiteral(" for facility : ") + activity
+                   + QStringLiteral(" OK"));
+    }
+
+    void changeAll(const QDBusConnection &bus)
+    {
+        const QString level = pick(levelNames + QStringList {QStringLiteral("init")}, m_random);
+        expect(bus, {QStringLiteral("all"), level},
+               QStringLiteral("All levels changed to ")
+                   + (level == QLatin1String("init") ? QStringLiteral("err") : level)
+                   + QStringLiteral(" value "));
+    }
+
+    void askForNoLevel(const QDBusConnection &bus)
+    {
+        expect(bus, {pick(activities, m_random), QStringLiteral("loud")},
+               QStringLiteral("[level] level not valid: loud"));
     }
 
     void list(const QDBusConnection &bus)
@@ -134,12 +163,32 @@ class tst_Stress : public QObject
 private Q_SLOTS:
     void initTestCase();
     void manyClientsNeverSeeHalfAChange();
+
+private:
+    /// Everything is as the set-up script makes it, but for the levels.
+    void compareFiles(const QMap<QString, QByteArray> &levels) const;
+
+    ConfigText::FacilityFiles m_facilities;
 };
 
 void tst_Stress::initTestCase()
 {
     QVERIFY2(Phone::isBox(), "runs in the phone in a box only");
     Phone::resetConfiguration();
+    m_facilities = ConfigText::facilityFiles();
+}
+
+void tst_Stress::compareFiles(const QMap<QString, QByteArray> &levels) const
+{
+    QByteArray configuration = Phone::read(Phone::backup);
+    ConfigText::FacilityFiles files = m_facilities;
+    for (auto level = levels.cbegin(); level != levels.cend(); ++level) {
+        configuration = ConfigText::withLevel(configuration, level.key(), level.value());
+        QByteArray &file = files[level.key() + QStringLiteral(".conf")];
+        file = Facilities::withLevel(file, severities.indexOf(level.value()));
+    }
+    QCOMPARE(Phone::read(Phone::liveConfig), configuration);
+    QCOMPARE(ConfigText::facilityFiles(), files);
 }
 
 void tst_Stress::manyClientsNeverSeeHalfAChange()
@@ -165,28 +214,29 @@ void tst_Stress::manyClientsNeverSeeHalfAChange()
                  qPrintable(clients[number]->problems.join(QLatin1Char('\n'))));
         answered += clients[number]->answered;
     }
-    QCOMPARE(answered, clientCount * rounds * 5);
+    QCOMPARE(answered, clientCount * rounds * 7);
 
-    // What is asked for last stands in the end. The listing waits for the job before it.
+    // The listing waits for the job before it.
+    Phone::call(QStringLiteral("level"));
+    QMap<QString, QByteArray> levels;
+    for (const QString &activity : Phone::activityNames) {
+        const int number = Phone::read(Phone::facilityFile(activity)).split('\n').first().toInt();
+        levels.insert(activity, severities.at(number));
+    }
+    compareFiles(levels);
+
+    // What is asked for last stands in the end.
     Phone::call(QStringLiteral("setSyslogLevels"),
                 {QStringLiteral("{qvxaudio:debug,qvxsipua:info,Platform:notice,"
                                 "SettingsManager:warning,sipmmi:err,Telephony:emerg}")});
     Phone::call(QStringLiteral("level"));
-    const QMap<QString, QByteArray> expected {
-        {QStringLiteral("qvxaudio"), "debug"},  {QStringLiteral("qvxsipua"), "info"},
-        {QStringLiteral("Platform"), "notice"}, {QStringLiteral("SettingsManager"), "warning"},
-        {QStringLiteral("sipmmi"), "err"},      {QStringLiteral("Telephony"), "emerg"}};
-    QByteArray configuration = Phone::read(Phone::backup);
-    for (auto level = expected.cbegin(); level != expected.cend(); ++level) {
-        const int block = configuration.indexOf("# BEGIN " + level.key().toUtf8() + '\n');
-        const int start = configuration.indexOf("level(", block) + 6;
-        configuration.replace(start, configuration.indexOf("..", start) - start, level.value());
-        const QByteArray number = QByteArray::number(
-            QList<QByteArray> {"emerg", "", "", "err", "warning", "notice", "info", "debug"}
-                .indexOf(level.value()));
-        QCOMPARE(Phone::read(Phone::facilityFile(level.key())).split('\n').first(), number);
-    }
-    QCOMPARE(Phone::read(Phone::liveConfig), configuration);
+    levels.insert(QStringLiteral("qvxaudio"), "debug");
+    levels.insert(QStringLiteral("qvxsipua"), "info");
+    levels.insert(QStringLiteral("Platform"), "notice");
+    levels.insert(QStringLiteral("SettingsManager"), "warning");
+    levels.insert(QStringLiteral("sipmmi"), "err");
+    levels.insert(QStringLiteral("Telephony"), "emerg");
+    compareFiles(levels);
     qInfo("%d calls of %d clients answered in %lld ms", answered, clientCount, timer.elapsed());
 }
 

@@ -17,20 +17,21 @@ struct Activity
 {
     QString name;
     QString facility;
+    int facilityNumber;
 };
 
 /// In the order of the configuration.
 inline const std::vector<Activity> activities {
-    {QStringLiteral("Telephony"), QStringLiteral("local0")},
-    {QStringLiteral("Platform"), QStringLiteral("local1")},
-    {QStringLiteral("qvxsipua"), QStringLiteral("local3")},
-    {QStringLiteral("qvxaudio"), QStringLiteral("local4")},
-    {QStringLiteral("sipmmi"), QStringLiteral("local5")},
-    {QStringLiteral("qvxbtmgr"), QStringLiteral("local6")},
-    {QStringLiteral("WebApp"), QStringLiteral("local7")},
-    {QStringLiteral("SettingsManager"), QStringLiteral("local2")},
-    {QStringLiteral("LoggerModule"), QStringLiteral("daemon")},
-    {QStringLiteral("defence"), QStringLiteral("auth")},
+    {QStringLiteral("Telephony"), QStringLiteral("local0"), 16},
+    {QStringLiteral("Platform"), QStringLiteral("local1"), 17},
+    {QStringLiteral("qvxsipua"), QStringLiteral("local3"), 19},
+    {QStringLiteral("qvxaudio"), QStringLiteral("local4"), 20},
+    {QStringLiteral("sipmmi"), QStringLiteral("local5"), 21},
+    {QStringLiteral("qvxbtmgr"), QStringLiteral("local6"), 22},
+    {QStringLiteral("WebApp"), QStringLiteral("local7"), 23},
+    {QStringLiteral("SettingsManager"), QStringLiteral("local2"), 18},
+    {QStringLiteral("LoggerModule"), QStringLiteral("daemon"), 3},
+    {QStringLiteral("defence"), QStringLiteral("auth"), 4},
 };
 
 inline const QStringList activityNames = [] {

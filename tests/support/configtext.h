@@ -6,7 +6,6 @@
 #include "faults.h"
 
 #include <QByteArray>
-#include <QDir>
 #include <QList>
 #include <QMap>
 #include <QString>
@@ -61,19 +60,12 @@ inline QByteArray withRedirection(const QByteArray &content, const QString &redi
     return lines.join('\n');
 }
 
-/// What stands in the facility directory: each name with Faults::state().
+/// What stands in the facility directory, as Faults::states() gives it.
 using FacilityFiles = QMap<QString, QByteArray>;
 
 inline FacilityFiles facilityFiles()
 {
-    FacilityFiles files;
-    const QDir directory(Phone::facilityDirectory);
-    const QStringList names = directory.entryList(QDir::AllEntries | QDir::Hidden | QDir::System
-                                                  | QDir::NoDotAndDotDot);
-    for (const QString &name : names) {
-        files.insert(name, Faults::state(directory.filePath(name)));
-    }
-    return files;
+    return Faults::states(Phone::facilityDirectory);
 }
 
 /// Makes the facility directory hold exactly @p files.
@@ -86,6 +78,15 @@ inline void putFacilityFiles(const FacilityFiles &files)
     for (auto file = files.cbegin(); file != files.cend(); ++file) {
         Phone::write(Phone::facilityDirectory + file.key(), file.value());
     }
+}
+
+/// @p files with the level @p digit in each.
+inline FacilityFiles withAllLevels(FacilityFiles files, char digit)
+{
+    for (QByteArray &file : files) {
+        file[0] = digit;
+    }
+    return files;
 }
 
 /// @p files with another redirection for @p activity.

@@ -47,6 +47,7 @@ void ConfigurationTest::cleanup()
     qputenv("PATH", m_path);
     QVXLogger::syslogExecutablePath = m_syslogDirectory;
     QVXLogger::syslogWorkingDirectory = m_workingDirectory;
+    QVXLogger::facilityConfigFilesPath = m_facilityDirectory;
     const QString liveDirectory = QFileInfo(Phone::liveConfig).path();
     for (const QString &directory : {liveDirectory, QFileInfo(Phone::temporary).path()}) {
         Faults::setMode(directory, 0755);
@@ -59,6 +60,19 @@ void ConfigurationTest::cleanup()
 void ConfigurationTest::cleanupTestCase()
 {
     Phone::resetConfiguration();
+}
+
+void ConfigurationTest::customise() const
+{
+    const auto elsewhere = [](QByteArray text) {
+        return text.replace("file(\"/var/log/", "file(\"/var/log/other-");
+    };
+    Phone::write(Phone::liveConfig, elsewhere(ConfigText::withAllLevels(m_predefined, "debug")));
+    ConfigText::FacilityFiles files = ConfigText::withAllLevels(m_facilities, '7');
+    for (QByteArray &file : files) {
+        file = elsewhere(file);
+    }
+    ConfigText::putFacilityFiles(files);
 }
 
 void ConfigurationTest::beginAgain(int level)

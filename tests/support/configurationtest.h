@@ -36,6 +36,9 @@ protected Q_SLOTS:
     void cleanupTestCase();
 
 protected:
+    /// Gives every activity level debug, and those that write to /var/log another file there; the
+    /// facility files as well.
+    void customise() const;
     /// Begins the test once more, with this configured level.
     void beginAgain(int level);
     /// Which of the files are not as they were at the beginning of the test, and whether there was
@@ -59,4 +62,5 @@ private:
     const QByteArray m_path = qgetenv("PATH");
     const QString m_syslogDirectory = QVXLogger::syslogExecutablePath;
     const QString m_workingDirectory = QVXLogger::syslogWorkingDirectory;
+    const QString m_facilityDirectory = QVXLogger::facilityConfigFilesPath;
 };

@@ -30,6 +30,13 @@ inline QString repairNotice(const QString &name)
           "log config "_s;
 }
 
+/// @p name as the name of a test's row.
+inline QByteArray rowName(const QString &name)
+{
+    QByteArray text = name.left(30).toUtf8();
+    return "'" + text.replace('\n', "\\n").replace('\0', "\\0") + "'";
+}
+
 /// @p content with another first line.
 inline QByteArray withLevel(QByteArray content, int level)
 {

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "files.h"
 #include "logcapture.h"
 #include "phone.h"
 
@@ -9,6 +10,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QMap>
 #include <QProcess>
 #include <QString>
 #include <QStringList>
@@ -47,6 +49,16 @@ inline QByteArray state(const QString &path)
     return info.exists() ? Phone::read(path) : QByteArray("<missing>");
 }
 
+/// What stands in the directory @p path: each name with its state().
+inline QMap<QString, QByteArray> states(const QString &path)
+{
+    QMap<QString, QByteArray> states;
+    for (const QString &name : entriesOf(path)) {
+        states.insert(name, state(QDir(path).filePath(name)));
+    }
+    return states;
+}
+
 /// The permission bits of the file @p path.
 inline int mode(const QString &path)
 {
@@ -83,6 +95,31 @@ inline void makeDirectory(const QString &path)
     }
     Phone::write(path + QStringLiteral("/inside"), "inside\n");
 }
+
+/// As long as it exists, nothing is at @p path but what the test puts there; then what was there
+/// stands there again.
+class Aside
+{
+public:
+    explicit Aside(const QString &path) : m_path(path) { move(m_path, aside()); }
+    ~Aside()
+    {
+        removeAll(m_path);
+        move(aside(), m_path);
+    }
+    Q_DISABLE_COPY(Aside)
+
+private:
+    static void move(const QString &from, const QString &to)
+    {
+        if (::rename(QFile::encodeName(from).constData(), QFile::encodeName(to).constData()) != 0) {
+            qFatal("cannot move %s", qPrintable(from));
+        }
+    }
+    QString aside() const { return m_path + QStringLiteral(".aside"); }
+
+    const QString m_path;
+};
 
 /// Everything logged, one text each: the severity's number, a blank, the line.
 inline QStringList logged(const LogCapture &log)
@@ -252,29 +289,22 @@ public:
     /// @p program is copied there, executable; an empty text leaves none.
     explicit FakeSetUpScript(const QString &program)
     {
-        const bool moved = QFile::rename(Phone::setUpScript, m_aside);
-        const bool copied = program.isEmpty() || QFile::copy(program, Phone::setUpScript);
-        if (!moved || !copied) {
-            qFatal("cannot replace the set-up script");
-        }
         if (!program.isEmpty()) {
+            if (!QFile::copy(program, Phone::setUpScript)) {
+                qFatal("cannot replace the set-up script");
+            }
             setMode(Phone::setUpScript, 0755);
         }
         QFile::remove(record());
     }
-    ~FakeSetUpScript()
-    {
-        QFile::remove(Phone::setUpScript);
-        QFile::rename(m_aside, Phone::setUpScript);
-        QFile::remove(record());
-    }
+    ~FakeSetUpScript() { QFile::remove(record()); }
     Q_DISABLE_COPY(FakeSetUpScript)
 
     /// The file into which the programs of the fakes folder write that they were run.
     static QString record() { return QStringLiteral("/run/phone/setup.record"); }
 
 private:
-    const QString m_aside = Phone::setUpScript + QStringLiteral(".aside");
+    const Aside m_aside {Phone::setUpScript};
 };
 
 /// Searches programs in @p path only.

@@ -1,10 +1,12 @@
-// Whole files, read and written in one go.
+// Whole files, read and written in one go, and what stands in a directory.
 // SPDX-License-Identifier: MIT
 #pragma once
 
 #include <QByteArray>
+#include <QDir>
 #include <QFile>
 #include <QString>
+#include <QStringList>
 
 /// The whole file; a null array when it cannot be read.
 inline QByteArray readFile(const QString &path)
@@ -26,4 +28,11 @@ inline void writeFile(const QString &path, const QByteArray &content)
         || !file.flush()) {
         qFatal("cannot write %s", qPrintable(path));
     }
+}
+
+/// The names of whatever stands in a directory, sorted: hidden, special and broken entries too.
+inline QStringList entriesOf(const QString &directory)
+{
+    return QDir(directory).entryList(
+        QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot, QDir::Name);
 }

@@ -2,11 +2,11 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "files.h"
 #include "literal.h"
 #include "phone.h"
 
 #include <QByteArray>
-#include <QDir>
 #include <QString>
 
 namespace Levels {
@@ -35,11 +35,8 @@ inline QByteArray facilityLevel(const QString &facility)
 inline QByteArray state()
 {
     QByteArray all = Phone::read(Phone::liveConfig) + Phone::read(Phone::backup);
-    const QDir facilities(Phone::facilityDirectory);
-    const QStringList names = facilities.entryList(QDir::AllEntries | QDir::Hidden | QDir::System
-                                                   | QDir::NoDotAndDotDot);
-    for (const QString &name : names) {
-        all += name.toUtf8() + '\0' + Phone::read(facilities.filePath(name));
+    for (const QString &name : entriesOf(Phone::facilityDirectory)) {
+        all += name.toUtf8() + '\0' + Phone::read(Phone::facilityDirectory + name);
     }
     return all;
 }

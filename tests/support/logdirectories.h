@@ -22,17 +22,11 @@ const QString noneInRam = "No Log file to remove in /var/log/ directory"_s;
 const QString noneInBoth = "No Log file to remove in /var/log/ and /log/flash/ directories"_s;
 const QString wrongParameter = "Wrong parameter in deleteTmpLogFileWithParameter"_s;
 
-inline QStringList allNamesIn(const QString &directory)
-{
-    return QDir(directory).entryList(
-        QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot, QDir::Name);
-}
-
 /// Whatever stands in a directory, sorted, but for the log of the service itself, which syslog-ng
 /// may make anew at any time.
 inline QStringList namesIn(const QString &directory)
 {
-    QStringList names = allNamesIn(directory);
+    QStringList names = entriesOf(directory);
     names.removeAll("LoggerModule.log"_s);
     return names;
 }
@@ -63,7 +57,7 @@ inline void reset()
             Faults::removeAll(directory);
         }
         QDir().mkpath(directory);
-        for (const QString &name : allNamesIn(directory)) {
+        for (const QString &name : entriesOf(directory)) {
             Faults::removeAll(directory + QLatin1Char('/') + name);
         }
     }

@@ -3,6 +3,7 @@
 #include "phone.h"
 
 #include "files.h"
+#include "processes.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
@@ -19,7 +20,6 @@ namespace {
 
 constexpr int callTimeout = 60000; // ms
 const QString serviceOutputFile = QStringLiteral("/run/phone/test-service.out");
-const QString servicePidFile = QStringLiteral("/run/phone/LoggerModule.pid");
 
 void run(const QString &program, const QStringList &arguments)
 {
@@ -190,18 +190,29 @@ bool isOnBus(const QString &name)
     return QDBusConnection::systemBus().interface()->isServiceRegistered(name);
 }
 
-void stopBootedService()
+void stopBooted(const QString &name)
 {
-    const int pid = read(servicePidFile).trimmed().toInt();
+    const QString record = QStringLiteral("/run/phone/%1.pid").arg(name);
+    const int pid = read(record).trimmed().toInt();
     if (pid <= 0) {
         return;
     }
-    // Whoever removes this file looks after the service from now on.
-    QFile::remove(servicePidFile);
+    // Whoever removes this file looks after the program from now on.
+    QFile::remove(record);
     ::kill(pid, SIGTERM);
-    if (!QTest::qWaitFor([] { return !isOnBus(serviceName); }, 20000)) {
-        qFatal("the service does not end");
+    const bool hasEnded = QTest::qWaitFor(
+        [&] {
+            return !Processes::runs(pid) && !isOnBus(QStringLiteral("com.corvane.Quorvix.") + name);
+        },
+        20000);
+    if (!hasEnded) {
+        qFatal("%s does not end", qPrintable(name));
     }
+}
+
+void stopBootedService()
+{
+    stopBooted(QStringLiteral("LoggerModule"));
 }
 
 } // namespace Phone

@@ -99,6 +99,10 @@ QProcessEnvironment environmentForExceptions();
 /// Whether somebody owns the bus name @p name.
 bool isOnBus(const QString &name);
 
+/// Ends the program @p name that was booted with the phone, unless a test has done so before: a
+/// module, or "syslog-ng". From then on its end is no failure of the phone.
+void stopBooted(const QString &name);
+
 /// Ends the service that was booted with the phone, and leaves none.
 void stopBootedService();
 

@@ -7,6 +7,7 @@
 #include <QByteArray>
 #include <QDir>
 #include <QList>
+#include <QProcess>
 #include <QString>
 
 #include <unistd.h>
@@ -42,6 +43,19 @@ inline QByteArray childStates(qint64 parent = getpid())
         }
     }
     return states;
+}
+
+/// The pid of a process that there was until just now.
+inline QByteArray deadPid()
+{
+    QProcess process;
+    process.start(QStringLiteral("true"), QStringList());
+    process.waitForStarted();
+    const QByteArray pid = QByteArray::number(process.processId());
+    if (!process.waitForFinished()) {
+        qFatal("true does not end");
+    }
+    return pid;
 }
 
 /// The pids in a text that a program has written, separated by blanks or line feeds.

@@ -9,8 +9,6 @@
 #include <QStringList>
 #include <QTest>
 
-#include <csignal>
-
 /// The syslog daemon, taken over from the boot as soon as it has to be started anew.
 class SyslogDaemon
 {
@@ -84,8 +82,7 @@ public:
 private:
     void endBooted()
     {
-        const QString record = QStringLiteral("/run/phone/syslog-ng.pid");
-        const int pid = Phone::read(record).trimmed().toInt();
+        const int pid = Phone::read(QStringLiteral("/run/phone/syslog-ng.pid")).trimmed().toInt();
         const QList<QByteArray> words
             = Phone::read(QStringLiteral("/proc/%1/cmdline").arg(pid)).split('\0');
         for (const QByteArray &word : words) {
@@ -95,12 +92,7 @@ private:
         if (pid <= 0 || m_command.isEmpty()) {
             qFatal("the syslog daemon does not run");
         }
-        // Whoever removes this file looks after the daemon from now on.
-        QFile::remove(record);
-        ::kill(pid, SIGTERM);
-        if (!QTest::qWaitFor([pid] { return ::kill(pid, 0) != 0; }, startDeadline)) {
-            qFatal("the syslog daemon does not end");
-        }
+        Phone::stopBooted(QStringLiteral("syslog-ng"));
     }
 
     static constexpr int startDeadline = 20000; // ms

@@ -24,9 +24,7 @@ public:
     using LoggerModule::restoreFacilityFile;
     using LoggerModule::restoreSylogConfig;
     using LoggerModule::searchFacility;
-    using LoggerModule::setAllFacilityLevels;
     using LoggerModule::setAllFacilityRedirections;
-    using LoggerModule::setAllLevels;
     using LoggerModule::updateFacilityFile;
     using LoggerModule::writeFacilitylevel;
     using LoggerModule::writeToFile;

@@ -60,31 +60,32 @@ void TestActivityParser::oneLineFillsTheFields_data()
     QTest::addColumn<int>("fieldCount");
     QTest::addColumn<bool>("complete");
 
-    const auto row = [](const char *name, const char *line, const char *activity, const char *level,
-                        const char *facilityValue, const char *support, const char *target,
-                        int fieldCount, bool complete) {
+    const auto row = [](const QByteArray &name, const QByteArray &line, const char *activity,
+                        const QByteArray &level, const QByteArray &facilityValue,
+                        const char *support, const char *target, int fieldCount, bool complete) {
         QTest::newRow(name) << QString::fromUtf8(line) << QString::fromUtf8(activity)
                             << QString::fromUtf8(level) << QString::fromUtf8(facilityValue)
                             << QString::fromUtf8(support) << QString::fromUtf8(target) << fieldCount
                             << complete;
     };
     const char *const none = "none";
-    const auto nothing = [&](const char *name, const char *line) {
+    const auto nothing = [&](const QByteArray &name, const QByteArray &line) {
         row(name, line, none, none, none, none, none, 0, false);
     };
-    const auto end = [&](const char *name, const char *line, const char *activity) {
+    const auto end = [&](const QByteArray &name, const QByteArray &line, const char *activity) {
         row(name, line, activity, none, none, none, none, 1, true);
     };
-    const auto level = [&](const char *name, const char *line, const char *value) {
-        row(name, line, none, value, none, none, none, 1, false);
-    };
-    const auto facility = [&](const char *name, const char *line, const char *value) {
-        row(name, line, none, none, value, none, none, 1, false);
-    };
-    const auto destination
-        = [&](const char *name, const char *line, const char *support, const char *target) {
-              row(name, line, none, none, none, support, target, 2, false);
+    const auto level
+        = [&](const QByteArray &name, const QByteArray &line, const QByteArray &value) {
+              row(name, line, none, value, none, none, none, 1, false);
           };
+    const auto facility
+        = [&](const QByteArray &name, const QByteArray &line, const QByteArray &value) {
+              row(name, line, none, none, value, none, none, 1, false);
+          };
+    const auto destination
+        = [&](const QByteArray &name, const QByteArray &line, const char *support,
+              const char *target) { row(name, line, none, none, none, support, target, 2, false); };
 
     nothing("empty line", "");
     nothing("blanks", " \t ");
@@ -106,33 +107,30 @@ void TestActivityParser::oneLineFillsTheFields_data()
     nothing("end marker in small letters", "# end qvxaudio");
     nothing("end marker with two blanks", "#  END qvxaudio");
 
-    level("level line", "filter f { level(err..emerg); };", "err");
-    level("level with blanks", "level( err ..emerg)", " err ");
-    level("level without an upper bound", "level(debug..", "debug");
+    // The level and the facility are looked for in the same way.
+    const auto either = [&](const QByteArray &word, const QByteArray &closing, const auto &found) {
+        const QByteArray opening = word + '(';
+        const auto name = [&word](const char *of) { return QByteArray(word + ": " + of); };
+        found(name("in a statement"), "filter f { " + opening + "err" + closing + "); };", "err");
+        found(name("with blanks"), opening + " err " + closing, " err ");
+        found(name("empty"), opening + closing, "");
+        found(name("up to the first end"), opening + "a" + closing + "b" + closing, "a");
+        found(name("end before it does not count"), "x" + closing + ' ' + opening + "a" + closing,
+              "a");
+        found(name("first of a line counts"),
+              opening + "a" + closing + ' ' + opening + "b" + closing, "a");
+        found(name("longer word"), "my" + opening + "a" + closing, "a");
+        nothing(name("without its end"), opening + "err");
+        nothing(name("end before it only"), "x" + closing + ' ' + opening + "err");
+        nothing(name("blank before the parenthesis"), word + " (err" + closing);
+        nothing(name("in capitals"), opening.toUpper() + "err" + closing);
+    };
+    either("level", "..", level);
+    either("facility", ")", facility);
     level("level of no known name", "level(Crit..emerg)", "Crit");
-    level("empty level", "level(..emerg)", "");
-    level("level up to the first range", "level(a..b..c)", "a");
     level("level cut at the first of three dots", "level(err...emerg)", "err");
     level("level past its parenthesis", "level(err) and x(..)", "err) and x(");
-    level("range before the level does not count", "# .. level(info..emerg)", "info");
-    level("first level of a line counts", "level(info..x) level(debug..y)", "info");
-    level("longer word that ends in level", "mylevel(info..x)", "info");
-    nothing("level without a range", "level(err)");
-    nothing("range before the level only", "a..b level(err)");
     nothing("level with one dot", "level(err.emerg)");
-    nothing("level with a blank before the parenthesis", "level (err..emerg)");
-    nothing("level in capitals", "LEVEL(err..emerg)");
-
-    facility("facility line", "filter f { facility(local3); };", "local3");
-    facility("facility with blanks", "facility( local3 )", " local3 ");
-    facility("empty facility", "facility()", "");
-    facility("facility up to the first parenthesis", "facility(local3) )", "local3");
-    facility("parenthesis before the facility does not count", "program(x) facility(16)", "16");
-    facility("first facility of a line counts", "facility(a) facility(b)", "a");
-    nothing("facility without its end", "facility(local3");
-    nothing("parenthesis before the facility only", "x) facility(local3");
-    nothing("facility with a blank before the parenthesis", "facility (local3)");
-    nothing("facility in capitals", "Facility(local3)");
 
     destination("file destination", "destination d_qvxaudio { file(\"/var/log/qvxaudio.log\"); };",
                 "file", "/var/log/qvxaudio.log");

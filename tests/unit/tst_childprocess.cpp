@@ -23,12 +23,6 @@ namespace {
 constexpr int longTimeout = 30000; // ms
 const QString shell = QStringLiteral("sh");
 
-QByteArray readFile(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("missing");
-}
-
 /// What a script gets behind its text is its name first, "$0".
 ProgramEnd runScript(const QString &script, const QStringList &arguments = {},
                      int timeout = longTimeout, ProgramOutput output = ProgramOutput::Dropped)
@@ -129,7 +123,7 @@ void TestChildProcess::brokenPipesEndItAsUsual()
     std::signal(SIGPIPE, previous);
     QCOMPARE(end.error, QString());
     QCOMPARE(end.exitStatus, -1);
-    QCOMPARE(readFile(m_record), QByteArray("missing"));
+    QVERIFY(!QFile::exists(m_record));
 }
 
 void TestChildProcess::leadsAGroupOfItsOwn()
@@ -171,7 +165,7 @@ void TestChildProcess::doesNotWaitForWhatItLeavesBehind()
     const QString script
         = QStringLiteral("(until [ -e \"$1\" ]; do sleep 0.01; done; echo ended >\"$0\") & exit 0");
     QCOMPARE(runScript(script, {m_record, release}).error, QString());
-    QCOMPARE(readFile(m_record), QByteArray("missing"));
+    QVERIFY(!QFile::exists(m_record));
     QFile file(release);
     QVERIFY(file.open(QIODevice::WriteOnly));
     QTRY_COMPARE(readFile(m_record), QByteArray("ended\n"));

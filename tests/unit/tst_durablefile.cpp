@@ -23,12 +23,6 @@ int mode(const QString &path)
         : -1;
 }
 
-QStringList entries(const QString &directory)
-{
-    return QDir(directory).entryList(QDir::AllEntries | QDir::Hidden | QDir::System
-                                     | QDir::NoDotAndDotDot);
-}
-
 } // namespace
 
 class TestDurableFile : public QObject
@@ -95,7 +89,7 @@ void TestDurableFile::contentIsCopied()
     QVERIFY2(replaceByCopy(m_source, m_target, &error) == Replacement::Done, qPrintable(error));
     QVERIFY(readFile(m_target) == content);
     QVERIFY(readFile(m_source) == content);
-    QCOMPARE(entries(m_targetDirectory), QStringList {QStringLiteral("logappli.conf")});
+    QCOMPARE(entriesOf(m_targetDirectory), QStringList {QStringLiteral("logappli.conf")});
 }
 
 void TestDurableFile::permissionsAreCopied_data()
@@ -137,7 +131,7 @@ void TestDurableFile::targetIsReplacedAsAWhole()
     QCOMPARE(readFile(m_target), QByteArray("new"));
     // Who has the old file open goes on reading the old file: it was never written to.
     QCOMPARE(before.readAll(), QByteArray("old, and longer"));
-    QCOMPARE(entries(m_targetDirectory), QStringList {QStringLiteral("logappli.conf")});
+    QCOMPARE(entriesOf(m_targetDirectory), QStringList {QStringLiteral("logappli.conf")});
 }
 
 void TestDurableFile::errorIsUntouchedBySuccess()
@@ -158,7 +152,7 @@ void TestDurableFile::missingSource()
 
     QVERIFY(QFile::remove(m_target));
     QCOMPARE(replaceByCopy(m_source, m_target, &error), Replacement::NotPrepared);
-    QCOMPARE(entries(m_targetDirectory), QStringList());
+    QCOMPARE(entriesOf(m_targetDirectory), QStringList());
 }
 
 void TestDurableFile::sourceIsADirectory()
@@ -169,7 +163,7 @@ void TestDurableFile::sourceIsADirectory()
     QCOMPARE(replaceByCopy(m_source, m_target, &error), Replacement::NotPrepared);
     QVERIFY(!error.isEmpty());
     QCOMPARE(readFile(m_target), QByteArray("old"));
-    QCOMPARE(entries(m_targetDirectory), QStringList {QStringLiteral("logappli.conf")});
+    QCOMPARE(entriesOf(m_targetDirectory), QStringList {QStringLiteral("logappli.conf")});
 }
 
 void TestDurableFile::missingTargetDirectory()
@@ -179,7 +173,7 @@ void TestDurableFile::missingTargetDirectory()
     QCOMPARE(replaceByCopy(m_source, m_directory->filePath(QStringLiteral("absent/file")), &error),
              Replacement::NotPrepared);
     QCOMPARE(error, QStringLiteral("No such file or directory"));
-    QCOMPARE(entries(m_directory->path()),
+    QCOMPARE(entriesOf(m_directory->path()),
              (QStringList {QStringLiteral("source"), QStringLiteral("target")}));
 }
 
@@ -192,8 +186,8 @@ void TestDurableFile::targetIsADirectory()
     QCOMPARE(replaceByCopy(m_source, m_target, &error), Replacement::NotRenamed);
     QVERIFY(!error.isEmpty());
     QVERIFY(QFileInfo(m_target).isDir());
-    QCOMPARE(entries(m_target), QStringList {QStringLiteral("inner")});
-    QCOMPARE(entries(m_targetDirectory), QStringList {QStringLiteral("logappli.conf")});
+    QCOMPARE(entriesOf(m_target), QStringList {QStringLiteral("inner")});
+    QCOMPARE(entriesOf(m_targetDirectory), QStringList {QStringLiteral("logappli.conf")});
 }
 
 void TestDurableFile::targetDirectoryIsAFile()
@@ -205,7 +199,7 @@ void TestDurableFile::targetDirectoryIsAFile()
              Replacement::NotPrepared);
     QVERIFY(!error.isEmpty());
     QCOMPARE(readFile(m_target), QByteArray("old"));
-    QCOMPARE(entries(m_targetDirectory), QStringList {QStringLiteral("logappli.conf")});
+    QCOMPARE(entriesOf(m_targetDirectory), QStringList {QStringLiteral("logappli.conf")});
 }
 
 void TestDurableFile::linkIsReplacedAndNotFollowed()
@@ -244,7 +238,7 @@ void TestDurableFile::leftoversAreOverwritten()
         QCOMPARE(replaceByCopy(m_source, m_target, &error), Replacement::Done);
         QCOMPARE(readFile(m_target), QByteArray("new"));
         QCOMPARE(readFile(elsewhere), QByteArray("precious"));
-        QCOMPARE(entries(m_targetDirectory), QStringList {QStringLiteral("logappli.conf")});
+        QCOMPARE(entriesOf(m_targetDirectory), QStringList {QStringLiteral("logappli.conf")});
     }
 }
 
@@ -267,7 +261,7 @@ void TestDurableFile::severalFilesAreReplaced()
     for (const NewFile &file : qAsConst(files)) {
         QCOMPARE(readFile(file.path), file.content);
     }
-    QCOMPARE(entries(m_targetDirectory), names);
+    QCOMPARE(entriesOf(m_targetDirectory), names);
     QCOMPARE(replaceFiles({}, &error), QVector<Replacement>());
 }
 
@@ -302,7 +296,7 @@ void TestDurableFile::oneThatFailsKeepsNoOtherFromBeingReplaced()
     QVERIFY(!error.isEmpty());
     QCOMPARE(readFile(first), QByteArray("new"));
     QCOMPARE(readFile(last), QByteArray("new"));
-    QCOMPARE(entries(m_targetDirectory),
+    QCOMPARE(entriesOf(m_targetDirectory),
              (QStringList {QStringLiteral("directory"), QStringLiteral("first"),
                            QStringLiteral("last")}));
 }
@@ -313,7 +307,7 @@ void TestDurableFile::sameFileTwiceHoldsTheLaterContent()
     QCOMPARE(replaceFiles({{m_target, "earlier"}, {m_target, "later"}}, &error),
              (QVector<Replacement> {Replacement::Done, Replacement::Done}));
     QCOMPARE(readFile(m_target), QByteArray("later"));
-    QCOMPARE(entries(m_targetDirectory), QStringList {QStringLiteral("logappli.conf")});
+    QCOMPARE(entriesOf(m_targetDirectory), QStringList {QStringLiteral("logappli.conf")});
 }
 
 void TestDurableFile::modeIsChangedToItself()
