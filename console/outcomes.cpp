@@ -286,8 +286,8 @@ Presentation presentArchive(const Archive &archive, const Screens &screens)
         object.insert(QStringLiteral("tries"), archive.tries);
         if (archive.done()) {
             object.insert(QStringLiteral("path"), archivePath);
-            object.insert(QStringLiteral("size"), static_cast<double>(archive.size));
             if (archive.readable) {
+                object.insert(QStringLiteral("size"), static_cast<double>(archive.size));
                 object.insert(QStringLiteral("files"), archive.files);
             }
         } else {
@@ -295,9 +295,11 @@ Presentation presentArchive(const Archive &archive, const Screens &screens)
         }
         presentation.output = jsonLine(object, screens);
     } else if (archive.done()) {
-        QString what = archivePath + QStringLiteral(": ") + sizeText(archive.size);
-        if (archive.readable) {
-            what += separator
+        QString what = archivePath + QStringLiteral(": ");
+        if (!archive.readable) {
+            what += QStringLiteral("this user may not read it");
+        } else {
+            what += sizeText(archive.size) + separator
                 + (archive.files == 1 ? QStringLiteral("1 file")
                                       : QStringLiteral("%1 files").arg(archive.files));
         }

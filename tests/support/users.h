@@ -27,6 +27,12 @@ inline QStringList as(const QString &name, const QStringList &command)
     + command;
 }
 
+/// A user in the group whose members may call the service.
+inline QStringList asTechnician(const QStringList &command)
+{
+    return as(QStringLiteral("technician"), command);
+}
+
 /// A user without any right.
 inline QStringList asVisitor(const QStringList &command)
 {
