@@ -1,13 +1,13 @@
 // What was answered with "Fast ..." is done, or said to be not done: when the service is asked to
 // stop, and when no thread can be made any more.
 // SPDX-License-Identifier: MIT
-#include "support/configtext.h"
+#include "support/bulk.h"
 #include "support/faults.h"
 #include "support/hangups.h"
+#include "support/heldcheck.h"
 #include "support/phone.h"
 #include "support/processes.h"
 
-#include <QDBusArgument>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QRegularExpression>
@@ -19,26 +19,26 @@
 
 namespace {
 
+using Bulk::resetStarted;
+using Bulk::setStarted;
+
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr bool hasSanitizer = true;
 #else
 constexpr bool hasSanitizer = false;
 #endif
 constexpr int stopLimit = 20000; // ms
-const QString log = QStringLiteral("/var/log/LoggerModule.log");
-const QString releaseFile = QStringLiteral("/run/phone/setup.release");
-const QString setLevels = QStringLiteral("setSyslogLevels");
+const QString log = "/var/log/LoggerModule.log"_s;
+const QString releaseFile = "/run/phone/setup.release"_s;
 
-QString message(const QDBusMessage &reply)
+QVariantMap setSyslogLevels(const QString &levels)
 {
-    return qdbus_cast<QVariantMap>(reply.arguments().value(0))
-        .value(QStringLiteral("msg"))
-        .toString();
+    return Bulk::map(Bulk::setLevels, {levels});
 }
 
-QString setSyslogLevels(const QString &levels)
+QVariantMap resetSyslogLevels()
 {
-    return message(Phone::call(setLevels, {levels}));
+    return Bulk::map(Bulk::resetLevels);
 }
 
 /// What @p expression matches in the service's log, behind the first @p start bytes.
@@ -58,9 +58,8 @@ QStringList logged(const QString &expression, int start)
 void takeRoomForThreads(const Phone::Service &service)
 {
     const auto pid = static_cast<pid_t>(service.pid());
-    const QString status
-        = QString::fromUtf8(Phone::read(QStringLiteral("/proc/%1/status").arg(pid)));
-    const QRegularExpression size(QStringLiteral("VmSize:\\s+([0-9]+) kB"));
+    const QString status = QString::fromUtf8(Phone::read("/proc/%1/status"_s.arg(pid)));
+    const QRegularExpression size("VmSize:\\s+([0-9]+) kB"_s);
     const rlim_t room = (size.match(status).captured(1).toULongLong() + 1536) * 1024;
     const rlimit limit {room, room};
     if (prlimit(pid, RLIMIT_AS, &limit, nullptr) != 0) {
@@ -80,7 +79,7 @@ private Q_SLOTS:
 
     void serviceWithoutThreadForJobsEnds();
     void jobsAreDoneWhenNoThreadCanBeMade();
-    void manyJobsAreDoneFirst();
+    void queuedJobsAreDoneFirst();
     void jobsPastTheLimitAreSaid();
 };
 
@@ -108,7 +107,7 @@ void tst_Jobs::serviceWithoutThreadForJobsEnds()
     if (stack.rlim_max != RLIM_INFINITY) {
         QSKIP("stacks that are too large for the address space cannot be asked for");
     }
-    const QString program = QStringLiteral("/run/phone/large-stacks");
+    const QString program = "/run/phone/large-stacks"_s;
     Phone::write(program,
                  "#!/bin/sh\nulimit -s 200000000000 && exec " + Phone::serviceProgram.toUtf8()
                      + '\n');
@@ -129,55 +128,50 @@ void tst_Jobs::jobsAreDoneWhenNoThreadCanBeMade()
     Phone::Service service;
     takeRoomForThreads(service);
     const QByteArray before = Phone::read(Phone::liveConfig);
-    QCOMPARE(setSyslogLevels(QStringLiteral("qvxsipua:debug")),
-             QStringLiteral("Fast set log levels OK"));
-    QCOMPARE(setSyslogLevels(QStringLiteral("qvxsipua:info,sipmmi:debug")),
-             QStringLiteral("Fast set log levels OK"));
+    QCOMPARE(setSyslogLevels("qvxsipua:debug"_s), setStarted);
+    QCOMPARE(setSyslogLevels("qvxsipua:info,sipmmi:debug"_s), setStarted);
     // Behind the jobs.
-    QVERIFY(
-        Phone::text(QStringLiteral("level")).startsWith(QStringLiteral("   ACTIVITY           ")));
-    QCOMPARE(
-        Phone::read(Phone::liveConfig),
-        ConfigText::withLevel(ConfigText::withLevel(before, QStringLiteral("qvxsipua"), "info"),
-                              QStringLiteral("sipmmi"), "debug"));
+    QVERIFY(Phone::text("level"_s).startsWith("   ACTIVITY           "_s));
+    QCOMPARE(Phone::read(Phone::liveConfig),
+             Bulk::withLevels(before, {{"qvxsipua"_s, "info"_s}, {"sipmmi"_s, "debug"_s}}));
 
     // The set-up script needs none either, and is collected although nobody calls any more.
-    const Faults::FakeSetUpScript script(Faults::fake(QStringLiteral("setup-slow")));
-    Phone::write(Phone::facilityFile(QStringLiteral("qvxaudio")), "not valid\n");
-    QCOMPARE(
-        Phone::text(QStringLiteral("level"), {QStringLiteral("qvxaudio"), QStringLiteral("debug")}),
-        QStringLiteral("One or more log config file corrupted -- file restored to predefined "
-                       "value !OK"));
+    const Faults::FakeSetUpScript script(Faults::fake("setup-slow"_s));
+    Phone::write(Phone::facilityFile("qvxaudio"_s), "not valid\n");
+    QCOMPARE(Phone::text("level"_s, {"qvxaudio"_s, "debug"_s}),
+             "One or more log config file corrupted -- file restored to predefined value !OK"_s);
     QCOMPARE(Processes::childStates(service.pid()).size(), 1);
     Phone::write(releaseFile, "");
     QTRY_COMPARE(Processes::childStates(service.pid()), QByteArray());
     QCOMPARE(service.stop(), 0);
 }
 
-void tst_Jobs::manyJobsAreDoneFirst()
+void tst_Jobs::queuedJobsAreDoneFirst()
 {
-    constexpr int count = 200;
     const QByteArray before = Phone::read(Phone::liveConfig);
-    const int logStart = Phone::read(log).size();
-    const QStringList levels {QStringLiteral("debug"), QStringLiteral("info")};
+    LevelEvents events;
     Phone::Service service;
-    for (int number = 0; number < count; ++number) {
-        QCOMPARE(setSyslogLevels(QStringLiteral("qvxsipua:") + levels.at(number % 2)),
-                 QStringLiteral("Fast set log levels OK"));
+    {
+        const HeldCheck check;
+        QCOMPARE(setSyslogLevels("qvxsipua:debug,Telephony:info"_s), setStarted);
+        QVERIFY(check.waitForStart());
+        QCOMPARE(setSyslogLevels("sipmmi:notice"_s), setStarted);
+        QCOMPARE(resetSyslogLevels(), resetStarted);
+        QCOMPARE(setSyslogLevels("qvxaudio:warning,qvxsipua:info"_s), setStarted);
+        QCOMPARE(setSyslogLevels("qvxaudio:debug,Platform:info"_s), setStarted);
+        ::kill(static_cast<pid_t>(service.pid()), SIGTERM);
+        QCOMPARE(Phone::read(Phone::liveConfig), before);
+        check.release();
+        QCOMPARE(service.waitForEnd(), 0);
     }
-    ::kill(static_cast<pid_t>(service.pid()), SIGTERM);
-    QCOMPARE(service.waitForEnd(stopLimit + 20000), 0);
-
-    const int done = Reloads::count();
-    QVERIFY(done > 0);
-    QTRY_COMPARE(logged(QStringLiteral("setSyslogLevels: the service stops, items not done: 1 of "
-                                       "1\\n"),
-                        logStart)
-                     .size(),
-                 count - done);
-    QCOMPARE(Phone::read(Phone::liveConfig),
-             ConfigText::withLevel(before, QStringLiteral("qvxsipua"),
-                                   levels.at((done - 1) % 2).toUtf8()));
+    const Bulk::Levels levels {
+        {"qvxsipua"_s, "info"_s}, {"qvxaudio"_s, "debug"_s}, {"Platform"_s, "info"_s}};
+    QCOMPARE(Phone::read(Phone::liveConfig), Bulk::withLevels(before, levels));
+    QCOMPARE(Bulk::facilityLevels(), Bulk::facilityLevels(levels));
+    QCOMPARE(Reloads::count(), 8);
+    QTRY_COMPARE(Bulk::texts(events),
+                 QStringList({"qvxsipua 7"_s, "Telephony 6"_s, "sipmmi 5"_s, "all 3"_s,
+                              "qvxaudio 4"_s, "qvxsipua 6"_s, "qvxaudio 7"_s, "Platform 6"_s}));
 }
 
 void tst_Jobs::jobsPastTheLimitAreSaid()
@@ -185,17 +179,15 @@ void tst_Jobs::jobsPastTheLimitAreSaid()
     constexpr int count = 20000;
     const QByteArray before = Phone::read(Phone::liveConfig);
     const int logStart = Phone::read(log).size();
-    const QStringList levels {QStringLiteral("debug"), QStringLiteral("info")};
+    const QStringList levels {"debug"_s, "info"_s};
     QString text;
     for (int number = 0; number < count; ++number) {
-        text += QStringLiteral("qvxsipua:") + levels.at(number % 2) + QLatin1Char(',');
+        text += "qvxsipua:"_s + levels.at(number % 2) + QLatin1Char(',');
     }
     Phone::Service service;
-    QCOMPARE(setSyslogLevels(text), QStringLiteral("Fast set log levels OK"));
-    QCOMPARE(message(Phone::call(QStringLiteral("resetSyslogLevelsToErr"))),
-             QStringLiteral("Fast set all log levels to error OK"));
-    QCOMPARE(setSyslogLevels(QStringLiteral("{Telephony:info,sipmmi:info,,Platform-info}")),
-             QStringLiteral("Fast set log levels OK"));
+    QCOMPARE(setSyslogLevels(text), setStarted);
+    QCOMPARE(resetSyslogLevels(), resetStarted);
+    QCOMPARE(setSyslogLevels("{Telephony:info,sipmmi:info,,Platform-info}"_s), setStarted);
     QTRY_VERIFY(Reloads::count() > 0);
     ::kill(static_cast<pid_t>(service.pid()), SIGTERM);
     QElapsedTimer clock;
@@ -206,18 +198,16 @@ void tst_Jobs::jobsPastTheLimitAreSaid()
     // The item that was under way is done, with all that belongs to it.
     const int done = Reloads::count();
     const QByteArray last = levels.at((done - 1) % 2).toUtf8();
-    QCOMPARE(Phone::read(Phone::liveConfig),
-             ConfigText::withLevel(before, QStringLiteral("qvxsipua"), last));
-    QVERIFY(Phone::read(Phone::facilityFile(QStringLiteral("qvxsipua")))
-                .startsWith(last == "debug" ? "7\n" : "6\n"));
+    QCOMPARE(Phone::read(Phone::liveConfig), ConfigText::withLevel(before, "qvxsipua"_s, last));
+    QVERIFY(
+        Phone::read(Phone::facilityFile("qvxsipua"_s)).startsWith(last == "debug" ? "7\n" : "6\n"));
     const QStringList lines {
-        QStringLiteral("setSyslogLevels: the service stops, items not done: %1 of %2")
-            .arg(count - done)
+        "setSyslogLevels: the service stops, items not done: %1 of %2"_s.arg(count - done)
             .arg(count),
-        QStringLiteral("resetSyslogLevelsToErr: the service stops, not done"),
-        QStringLiteral("setSyslogLevels: the service stops, items not done: 3 of 3"),
+        "resetSyslogLevelsToErr: the service stops, not done"_s,
+        "setSyslogLevels: the service stops, items not done: 3 of 3"_s,
     };
-    QTRY_COMPARE(logged(QStringLiteral("(?m)[a-zA-Z]+: the service stops, .*$"), logStart), lines);
+    QTRY_COMPARE(logged("(?m)[a-zA-Z]+: the service stops, .*$"_s, logStart), lines);
 }
 
 QTEST_GUILESS_MAIN(tst_Jobs)
