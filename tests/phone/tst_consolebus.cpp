@@ -55,6 +55,7 @@ private Q_SLOTS:
     void watchPrints();
     void watchIntoAFullDevice();
     void watchOnATerminal();
+    void watchSeesRedirections();
 
     // From here on the test has a service of its own, or none.
     void watchFollowsTheService();
@@ -120,6 +121,24 @@ void tst_ConsoleBus::watchOnATerminal()
     QVERIFY(terminal.waitFor("qvxsipua \033[33mwarning\033[0m"));
     terminal.type("\003");
     QCOMPARE(terminal.waitForEnd(), 0);
+}
+
+void tst_ConsoleBus::watchSeesRedirections()
+{
+    Terminal terminal({"loggerctl", "watch", "--since-start"});
+    QVERIFY(terminal.waitFor("Ctrl-C ends it"));
+    Phone::text("redirect"_s, {"qvxsipua"_s, "udp"_s, "10.1.2.3"_s, 514});
+    QVERIFY(terminal.waitFor(" qvxsipua -> udp 10.1.2.3 port(514)"));
+    // One that a level change brings along, with the backup.
+    Phone::write(Phone::liveConfig, Phone::read(Phone::liveConfig) + "this is no statement\n");
+    Phone::text("level"_s, {"qvxsipua"_s, "info"_s});
+    QVERIFY(terminal.waitFor(" qvxsipua -> /var/log/qvxsipua.log"));
+    terminal.type("\003");
+    QCOMPARE(terminal.waitForEnd(), 0);
+    static const QRegularExpression times("^[0-9]+\\.[0-9]{3} qvxsipua -> "_s,
+                                          QRegularExpression::MultilineOption);
+    QVERIFY2(times.match(QString::fromUtf8(terminal.output())).hasMatch(),
+             terminal.output().constData());
 }
 
 void tst_ConsoleBus::watchFollowsTheService()

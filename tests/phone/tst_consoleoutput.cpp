@@ -39,6 +39,8 @@ private Q_SLOTS:
     void pipes();
     void closedDescriptors();
     void terminalTable();
+    void narrowTerminal_data();
+    void narrowTerminal();
     void terminalColors_data();
     void terminalColors();
     void terminalIsNotControlled();
@@ -64,7 +66,8 @@ void tst_ConsoleOutput::asJson_data()
     row("level qvxsipua debug",
         {{"ok"_s, true}, {"text"_s, "Level debug for facility : qvxsipua OK"_s}});
     row("level x debug", {{"ok"_s, false}, {"text"_s, "Not a valid activity : x"_s}});
-    row("levels reset --no-wait", {{"value"_s, "0"_s}, {"msg"_s, "Fast set all log levels to error OK"_s}});
+    row("levels reset --no-wait",
+        {{"value"_s, "0"_s}, {"msg"_s, "Fast set all log levels to error OK"_s}});
     row("comment qvxsipua x", {{"ok"_s, true}, {"text"_s, "OK"_s}});
     row("logRemoteServerPort 514", {{"ok"_s, true}, {"text"_s, QString()}});
     row("remote",
@@ -166,6 +169,30 @@ void tst_ConsoleOutput::terminalTable()
     QCOMPARE(failure.output(),
              QByteArray("Not a valid activity : x\n"
                         "Hint: The activities of this phone: loggerctl level\n"));
+}
+
+void tst_ConsoleOutput::narrowTerminal_data()
+{
+    QTest::addColumn<QByteArray>("line");
+    for (const char *const line :
+         {"--help", "help --all", "redirect --help", "trace --help", "lvel", "redirect a", "status",
+          "level", "level qvxsipua debgu", "redirect qvxsipua flash(\"x\")", "archive"}) {
+        QTest::newRow(line) << QByteArray(line);
+    }
+}
+
+void tst_ConsoleOutput::narrowTerminal()
+{
+    QFETCH(QByteArray, line);
+    Terminal terminal(QByteArrayList {"loggerctl"} + line.split(' '), 40);
+    QVERIFY(terminal.waitForEnd() >= 0);
+    const QByteArrayList lines = terminal.output().split('\n');
+    for (const QByteArray &each : lines) {
+        // What is wider is one word.
+        const QByteArray shown = each.mid(each.lastIndexOf('\r') + 1);
+        QVERIFY2(shown.size() <= 40 || !shown.trimmed().contains(' '),
+                 terminal.output().constData());
+    }
 }
 
 void tst_ConsoleOutput::terminalColors_data()
