@@ -16,26 +16,6 @@ constexpr qint64 block = 1 << 16;
 constexpr int blocksPerPoll = 64; // then the reader prints what it has
 constexpr qint64 longestQuiet = 5000; // ms; a reload of the daemon takes less
 
-/// Opens a regular file for reading, and nothing else: a FIFO would wait for a writer.
-std::unique_ptr<QFile> openLog(const QString &path)
-{
-    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): there is no other form of open(2)
-    const int descriptor
-        = open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
-    if (descriptor < 0) {
-        return nullptr;
-    }
-    struct stat status = {};
-    auto file = std::make_unique<QFile>();
-    if (fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)
-        || !file->open(descriptor, QIODevice::ReadOnly | QIODevice::Unbuffered,
-                       QFileDevice::AutoCloseHandle)) {
-        close(descriptor);
-        return nullptr;
-    }
-    return file;
-}
-
 /// Whether the name @p path stands for the file that @p file has open.
 bool isNameOf(const QString &path, const QFile &file)
 {
@@ -47,6 +27,31 @@ bool isNameOf(const QString &path, const QFile &file)
 }
 
 } // namespace
+
+std::unique_ptr<QFile> openLog(const QString &path, const QStringList &directories)
+{
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): there is no other form of open(2)
+    const int descriptor
+        = open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    if (descriptor < 0) {
+        return nullptr;
+    }
+    // Where the name has led to by now, which no change of a link can alter any more.
+    const QString place
+        = QFile::symLinkTarget(QStringLiteral("/proc/self/fd/") + QString::number(descriptor));
+    const bool allowed = directories.isEmpty()
+        || std::any_of(directories.begin(), directories.end(),
+                       [&place](const QString &directory) { return place.startsWith(directory); });
+    struct stat status = {};
+    auto file = std::make_unique<QFile>();
+    if (!allowed || fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)
+        || !file->open(descriptor, QIODevice::ReadOnly | QIODevice::Unbuffered,
+                       QFileDevice::AutoCloseHandle)) {
+        close(descriptor);
+        return nullptr;
+    }
+    return file;
+}
 
 bool isWanted(const QByteArray &line, const QString &text)
 {
@@ -122,7 +127,7 @@ bool LogFollower::isReadable(QString *problem) const
 void LogFollower::openAgain()
 {
     m_current = Source();
-    m_current.file = m_path.isEmpty() ? nullptr : openLog(m_path);
+    m_current.file = m_path.isEmpty() ? nullptr : openLog(m_path, m_directories);
     if (m_current.file) {
         m_current.position = m_start <= m_current.file->size() ? m_start : 0;
         m_start = 0;

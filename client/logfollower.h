@@ -7,6 +7,7 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QString>
+#include <QStringList>
 
 #include <memory>
 #include <vector>
@@ -19,6 +20,11 @@ bool isWanted(const QByteArray &line, const QString &text);
 /// oldest first, without their line feeds. A line that has no line feed yet counts too.
 QByteArrayList newestLines(QFile &file, qint64 size, int count, const QString &text);
 
+/// Opens the regular file @p path for reading, and nothing else: a FIFO is not waited for. With
+/// @p directories only a file below one of them, wherever links lead. Null when that is not
+/// possible.
+std::unique_ptr<QFile> openLog(const QString &path, const QStringList &directories = {});
+
 /**
  * Follows a log by its name: through rotation and deletion, when another file takes the name's
  * place, through truncation, and to another path. A file that lost its name is read on for some
@@ -28,8 +34,9 @@ QByteArrayList newestLines(QFile &file, qint64 size, int count, const QString &t
 class LogFollower
 {
 public:
-    /// Follows nothing before follow() is called.
-    LogFollower() = default;
+    /// Follows nothing before follow() is called. With @p directories only files below one of them
+    /// are followed, wherever links lead; each ends with "/".
+    explicit LogFollower(QStringList directories = {}) : m_directories(std::move(directories)) { }
 
     /// From now on @p path is followed, what was followed before is read to its end. Lines are
     /// given out from the byte @p position on; a file that is shorter, or made later, from its
@@ -57,6 +64,7 @@ private:
     static void readOn(Source &source, QByteArrayList *lines);
     void openAgain();
 
+    QStringList m_directories;
     QString m_path;
     qint64 m_start = 0; ///< where to begin in the first file of that path
     Source m_current; ///< without a file when there is none

@@ -1,5 +1,5 @@
-// tracekeeper ACTIVITY LEVEL SECONDS: raises a level for a while. What it waits for, and what it
-// reports, is in tracing.h. Not for people: loggerctl trace starts it.
+// tracekeeper ACTIVITY LEVEL SECONDS [alone]: raises a level for a while. What it waits for, and
+// what it reports, is in tracing.h. Not for people: loggerctl trace starts it.
 // SPDX-License-Identifier: MIT
 #include "answers.h"
 #include "changes.h"
@@ -49,13 +49,15 @@ int stopSignals()
     return signalfd(-1, &stops, SFD_CLOEXEC | SFD_NONBLOCK);
 }
 
-/// Waits until the time is over, the starting process is gone, or a signal says so.
-void waitForEnd(int seconds, int signalDescriptor)
+/// Waits until the time is over, a signal says so, or, unless it is @p alone, the starting process
+/// is gone.
+void waitForEnd(int seconds, bool alone, int signalDescriptor)
 {
     QEventLoop loop;
     QSocketNotifier stop(signalDescriptor, QSocketNotifier::Read);
     QObject::connect(&stop, &QSocketNotifier::activated, &loop, &QEventLoop::quit);
     QSocketNotifier lifeline(STDIN_FILENO, QSocketNotifier::Read);
+    lifeline.setEnabled(!alone);
     QObject::connect(&lifeline, &QSocketNotifier::activated, &loop, [&loop] {
         char byte = 0;
         if (read(STDIN_FILENO, &byte, 1) <= 0) {
@@ -109,12 +111,18 @@ int main(int argc, char *argv[])
     QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
     const QCoreApplication application(argc, argv);
     const QStringList arguments = QCoreApplication::arguments();
-    if (arguments.size() != 4) {
+    const bool alone = arguments.value(4) == QLatin1String("alone");
+    if (arguments.size() != (alone ? 5 : 4)) {
         return 2;
     }
     const Caller caller {QDBusConnection::systemBus(), callTimeout, nullptr, nullptr};
     static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
-    TraceNote note {arguments.at(1), arguments.at(2), QString(), userName(), 0};
+    TraceNote note {arguments.at(1),
+                    arguments.at(2),
+                    QString(),
+                    userName(),
+                    0,
+                    QCoreApplication::applicationPid()};
     const int seconds = arguments.at(3).toInt();
 
     NoteFile file;
@@ -166,7 +174,7 @@ int main(int argc, char *argv[])
         }
     }
     report(TraceReport::Begun, note.former);
-    waitForEnd(seconds, signalDescriptor);
+    waitForEnd(seconds, alone, signalDescriptor);
     const bool ended = end(caller, note);
     if (ended && held) {
         file.remove();

@@ -87,7 +87,8 @@ QByteArray noteText(const TraceNote &note)
                                       {QStringLiteral("level"), note.level},
                                       {QStringLiteral("former"), note.former},
                                       {QStringLiteral("user"), note.user},
-                                      {QStringLiteral("until"), static_cast<double>(note.until)}})
+                                      {QStringLiteral("until"), static_cast<double>(note.until)},
+                                      {QStringLiteral("keeper"), static_cast<double>(note.keeper)}})
         .toJson(QJsonDocument::Compact);
 }
 
@@ -96,8 +97,12 @@ std::optional<TraceNote> noteOf(const QByteArray &text)
     const QJsonObject object = QJsonDocument::fromJson(text).object();
     const auto word
         = [&object](const char *key) { return object.value(QLatin1String(key)).toString(); };
-    TraceNote note {word("activity"), word("level"), word("former"), word("user"),
-                    static_cast<qint64>(object.value(QLatin1String("until")).toDouble())};
+    TraceNote note {word("activity"),
+                    word("level"),
+                    word("former"),
+                    word("user"),
+                    static_cast<qint64>(object.value(QLatin1String("until")).toDouble()),
+                    static_cast<qint64>(object.value(QLatin1String("keeper")).toDouble())};
     if (note.activity.isEmpty() || note.level.isEmpty() || note.former.isEmpty()) {
         return std::nullopt;
     }

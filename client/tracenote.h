@@ -18,6 +18,7 @@ struct TraceNote
     QString former; ///< the level to put back
     QString user; ///< who traces
     qint64 until = 0; ///< ms since 1970-01-01 UTC
+    qint64 keeper = 0; ///< the process that keeps it; SIGTERM ends it
 };
 
 /// @p note as the bytes of a file.

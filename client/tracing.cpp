@@ -7,10 +7,12 @@
 
 #include <unistd.h>
 
-void TraceKeeper::begin(const QString &activity, const QString &level, int seconds)
+void TraceKeeper::begin(const QString &activity, const QString &level, int seconds, bool alone)
 {
     setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    start(QStringLiteral(TRACEKEEPER_PATH), {activity, level, QString::number(seconds)});
+    start(QStringLiteral(TRACEKEEPER_PATH),
+          QStringList {activity, level, QString::number(seconds)}
+              + (alone ? QStringList {QStringLiteral("alone")} : QStringList()));
 }
 
 void TraceKeeper::abandon()

@@ -35,8 +35,9 @@ class TraceKeeper : public QProcess
     Q_OBJECT
 
 public:
-    /// Starts the keeper of a trace of @p activity at @p level for @p seconds.
-    void begin(const QString &activity, const QString &level, int seconds);
+    /// Starts the keeper of a trace of @p activity at @p level for @p seconds. With @p alone it
+    /// does not end with the starting process.
+    void begin(const QString &activity, const QString &level, int seconds, bool alone = false);
 
     /// Lets it go on alone, when this object goes: a process that is still running is not killed.
     void abandon();

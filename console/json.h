@@ -2,12 +2,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "client/activitytable.h"
+#include "client/tablejson.h"
 #include "screen.h"
 
-#include <QJsonArray>
 #include <QJsonDocument>
-#include <QJsonObject>
 #include <QString>
 
 /// @p json as text with a line feed at its end; on a terminal nothing in it can control that.
@@ -19,23 +17,4 @@ QString jsonText(const Json &json, QJsonDocument::JsonFormat format, const Scree
         text += QLatin1Char('\n');
     }
     return screen.terminal ? visible(text) : text;
-}
-
-/// A row of the table of activities.
-inline QJsonObject rowAsJson(const ActivityRow &row)
-{
-    return {{QStringLiteral("activity"), row.activity},
-            {QStringLiteral("level"), row.level},
-            {QStringLiteral("support"), row.support},
-            {QStringLiteral("destination"), row.destination}};
-}
-
-/// Rows of the table of activities.
-inline QJsonArray rowsAsJson(const QList<ActivityRow> &rows)
-{
-    QJsonArray array;
-    for (const ActivityRow &row : rows) {
-        array.append(rowAsJson(row));
-    }
-    return array;
 }

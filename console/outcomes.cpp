@@ -20,18 +20,6 @@ QString jsonLine(const QJsonObject &object, const Screens &screens)
     return jsonText(object, QJsonDocument::Indented, screens.output);
 }
 
-QJsonArray differencesAsJson(const QList<Difference> &differences)
-{
-    QJsonArray array;
-    for (const Difference &difference : differences) {
-        array.append(QJsonObject {{QStringLiteral("activity"), difference.activity},
-                                  {QStringLiteral("what"), difference.what},
-                                  {QStringLiteral("before"), difference.before},
-                                  {QStringLiteral("after"), difference.after}});
-    }
-    return array;
-}
-
 QString differenceText(const Difference &difference)
 {
     if (difference.what == QLatin1String("activity")) {

@@ -71,9 +71,12 @@ QByteArray outputOf(const QString &program, const QStringList &arguments)
 /// What the phone's web server gives out.
 QByteArray download()
 {
-    return outputOf(QStringLiteral("busybox"),
-                    {QStringLiteral("wget"), QStringLiteral("-q"), QStringLiteral("-O"),
-                     QStringLiteral("-"), QStringLiteral("http://127.0.0.1/all_logs.tar.gz")});
+    const QString password
+        = QString::fromUtf8(Phone::read(QStringLiteral("/run/phone/web-password")).trimmed());
+    return outputOf(QStringLiteral("curl"),
+                    {QStringLiteral("-sf"), QStringLiteral("--digest"), QStringLiteral("-u"),
+                     QStringLiteral("support:") + password,
+                     QStringLiteral("http://127.0.0.1/all_logs.tar.gz")});
 }
 
 /// As long as it exists, /bin/sh cannot be executed: the null device is mounted on it, or where the

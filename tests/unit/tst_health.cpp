@@ -111,7 +111,7 @@ void tst_Health::choicesAreNoProblem()
     Health health = wellHealth();
     QVERIFY(problemsOf(health).isEmpty());
     health.changed.append({"a"_s, "debug"_s, "udp"_s, "IP :h port(1)"_s});
-    health.traces.append({"a"_s, "debug"_s, "err"_s, "root"_s, 1});
+    health.traces.append({"a"_s, "debug"_s, "err"_s, "root"_s, 1, 7});
     health.settingsKnown = false; // another module's business
     health.ram = {"/var/log/"_s, 0, 0}; // not known
     QVERIFY(problemsOf(health).isEmpty());

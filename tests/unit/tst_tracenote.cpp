@@ -27,7 +27,7 @@ void tst_TraceNote::notesCanBeReadAgain_data()
 void tst_TraceNote::notesCanBeReadAgain()
 {
     QFETCH(QString, activity);
-    const TraceNote note {activity, "debug"_s, "err"_s, "root"_s, 1795000000123};
+    const TraceNote note {activity, "debug"_s, "err"_s, "root"_s, 1795000000123, 77};
     const std::optional<TraceNote> again = noteOf(noteText(note));
     QVERIFY(again);
     QCOMPARE(again->activity, note.activity);
@@ -35,6 +35,7 @@ void tst_TraceNote::notesCanBeReadAgain()
     QCOMPARE(again->former, note.former);
     QCOMPARE(again->user, note.user);
     QCOMPARE(again->until, note.until);
+    QCOMPARE(again->keeper, note.keeper);
 }
 
 void tst_TraceNote::nothingElseIsANote_data()

@@ -1,0 +1,221 @@
+// The bus's signals, the configuration's file and a log, merged into one stream.
+// SPDX-License-Identifier: MIT
+#include "events.h"
+
+#include "client/changes.h"
+#include "client/configurationwatch.h"
+#include "client/logfiles.h"
+#include "client/logfollower.h"
+#include "client/words.h"
+#include "resources.h"
+
+#include <QCoreApplication>
+#include <QDBusConnectionInterface>
+#include <QDBusServiceWatcher>
+#include <QElapsedTimer>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QTimer>
+
+#include <poll.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr int lookEvery = 200; // ms
+constexpr qint64 sizesEvery = 2000; // ms
+constexpr qint64 sayEvery = 15000; // ms; so that nobody on the way gives the connection up
+constexpr int linesAtOnce = 1000;
+
+/// Writes events as they happen.
+class Stream : public QObject
+{
+    Q_OBJECT
+
+public:
+    Stream(const WebRequest &request, const Caller &caller)
+        : m_caller(caller),
+          m_activity(request.query.queryItemValue(QStringLiteral("log"), QUrl::FullyDecoded)),
+          m_grep(request.query.queryItemValue(QStringLiteral("grep"), QUrl::FullyDecoded)),
+          m_follower(readableDirectories()),
+          m_owner(loggerModuleService, caller.bus,
+                  QDBusServiceWatcher::WatchForRegistration
+                      | QDBusServiceWatcher::WatchForUnregistration)
+    {
+        connect(&m_owner, &QDBusServiceWatcher::serviceRegistered, this,
+                [this] { setPresent(true); });
+        connect(&m_owner, &QDBusServiceWatcher::serviceUnregistered, this,
+                [this] { setPresent(false); });
+        connect(&m_timer, &QTimer::timeout, this, &Stream::look);
+    }
+
+    /// Tells how things are, and goes on. In the event loop.
+    void begin()
+    {
+        m_said.start();
+        m_sized.start();
+        setPresent(m_caller.bus.interface()->isServiceRegistered(loggerModuleService));
+        m_timer.start(lookEvery);
+        look();
+    }
+
+public Q_SLOTS:
+    void levelChanged(const QVariantMap &event)
+    {
+        m_due = true;
+        send("level",
+             {{QStringLiteral("activity"),
+               event.value(QStringLiteral("syslog_facility")).toString()},
+              {QStringLiteral("level"),
+               levelWord(event.value(QStringLiteral("syslog_level")).toInt())}});
+    }
+    void busGone() { QCoreApplication::exit(1); }
+
+private:
+    void setPresent(bool present)
+    {
+        m_present = present;
+        m_due = present;
+        send("service", {{QStringLiteral("present"), present}});
+    }
+    void send(const char *name, const QJsonObject &data)
+    {
+        write("event: " + QByteArray(name)
+              + "\ndata: " + QJsonDocument(data).toJson(QJsonDocument::Compact) + "\n\n");
+    }
+    void write(const QByteArray &bytes)
+    {
+        m_said.restart();
+        const char *next = bytes.constData();
+        auto left = static_cast<size_t>(bytes.size());
+        while (left > 0) {
+            const ssize_t written = ::write(STDOUT_FILENO, next, left);
+            if (written <= 0) {
+                QCoreApplication::exit(0); // the page was closed
+                return;
+            }
+            next += written;
+            left -= static_cast<size_t>(written);
+        }
+    }
+    void look()
+    {
+        pollfd reader {STDOUT_FILENO, 0, 0};
+        if (poll(&reader, 1, 0) > 0 && (reader.revents & (POLLERR | POLLHUP)) != 0) {
+            QCoreApplication::exit(0);
+            return;
+        }
+        sendLines();
+        if (m_said.hasExpired(sayEvery)) {
+            write(": here\n\n");
+        }
+        if (m_asking || !m_present) {
+            return; // not while the service is away: the bus would start it for the question
+        }
+        if (m_configuration.hasChanged() || m_due) {
+            ask();
+        } else if (m_sized.hasExpired(sizesEvery)) {
+            sendSizes();
+        }
+    }
+    void ask()
+    {
+        // What a log gets in its new place after this moment is not to be missed.
+        const QHash<QString, qint64> sizes = logFileSizes();
+        m_asking = true; // the timer goes on while the answer is waited for
+        m_due = false;
+        const Listing listing = listActivities(m_caller);
+        if (listing.valid) {
+            m_rows = listing.rows;
+            m_remote = remoteAsJson(m_caller);
+        }
+        m_asking = false;
+        if (!listing.valid) {
+            m_due = true;
+            return;
+        }
+        m_last = QJsonObject();
+        sendSizes();
+        moveLog(sizes);
+    }
+    /// The table with the sizes of the logs, if anything of it is new.
+    void sendSizes()
+    {
+        m_sized.restart();
+        const QJsonObject now = activitiesAsJson(m_rows, m_remote);
+        if (now != m_last) {
+            m_last = now;
+            send("activities", now);
+        }
+    }
+    void moveLog(const QHash<QString, qint64> &sizes)
+    {
+        const ActivityRow *const row = findActivity(m_rows, m_activity);
+        if (row == nullptr) {
+            return;
+        }
+        const QString file = fileOf(*row);
+        const QString place = file.isEmpty() ? destinationWords(*row) : file;
+        if (place == m_place) {
+            return;
+        }
+        m_follower.follow(file,
+                          sizes.contains(file) || m_place.isNull() ? sizes.value(file, 0)
+                                                                   : QFileInfo(file).size());
+        m_place = place;
+        send("log", {{file.isEmpty() ? QStringLiteral("place") : QStringLiteral("file"), place}});
+    }
+    void sendLines()
+    {
+        QJsonArray lines;
+        const QByteArrayList all = m_follower.poll();
+        for (const QByteArray &line : all) {
+            if (isWanted(line, m_grep)) {
+                lines.append(QString::fromUtf8(line));
+            }
+            if (lines.size() == linesAtOnce) {
+                send("lines", {{QStringLiteral("lines"), lines}});
+                lines = QJsonArray();
+            }
+        }
+        if (!lines.isEmpty()) {
+            send("lines", {{QStringLiteral("lines"), lines}});
+        }
+    }
+
+    Caller m_caller;
+    QString m_activity;
+    QString m_grep;
+    LogFollower m_follower;
+    QDBusServiceWatcher m_owner;
+    ConfigurationWatch m_configuration;
+    QTimer m_timer;
+    QElapsedTimer m_said; ///< since something was written
+    QElapsedTimer m_sized; ///< since the sizes were looked at
+    QList<ActivityRow> m_rows;
+    QJsonValue m_remote;
+    QJsonObject m_last;
+    QString m_place; ///< where the log goes; null before that is known
+    bool m_present = false;
+    bool m_due = true; ///< whether the table may be another one
+    bool m_asking = false;
+};
+
+} // namespace
+
+int streamEvents(const WebRequest &request, const Caller &caller)
+{
+    Stream stream(request, caller);
+    QDBusConnection bus = caller.bus;
+    bus.connect(loggerModuleService, loggerModulePath,
+                QStringLiteral("com.corvane.Quorvix.QVXEvent"), QStringLiteral("log_level_changed"),
+                &stream, SLOT(levelChanged(QVariantMap)));
+    bus.connect(QString(), QStringLiteral("/org/freedesktop/DBus/Local"),
+                QStringLiteral("org.freedesktop.DBus.Local"), QStringLiteral("Disconnected"),
+                &stream, SLOT(busGone()));
+    QTimer::singleShot(0, &stream, [&stream] { stream.begin(); });
+    return QCoreApplication::exec();
+}
+
+#include "events.moc"

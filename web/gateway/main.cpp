@@ -1,0 +1,114 @@
+// logginggateway: answers one request for the web page. The web server starts it (CGI, RFC 3875).
+// SPDX-License-Identifier: MIT
+#include "events.h"
+#include "page.h"
+#include "request.h"
+#include "resources.h"
+
+#include <QVX/setting.h>
+
+#include <QCoreApplication>
+#include <QJsonDocument>
+#include <QTextCodec>
+
+#include <csignal>
+#include <cstdlib>
+
+#include <unistd.h>
+
+namespace {
+
+constexpr int callTimeout = 100000; // ms
+constexpr unsigned longestRequest = 300; // s, for all that is no stream
+
+void write(const QByteArray &bytes)
+{
+    const char *next = bytes.constData();
+    auto left = static_cast<size_t>(bytes.size());
+    while (left > 0) {
+        const ssize_t written = ::write(STDOUT_FILENO, next, left);
+        if (written <= 0) {
+            return; // nobody waits for it any more
+        }
+        next += written;
+        left -= static_cast<size_t>(written);
+    }
+}
+
+void writeAnswer(int status, const QByteArray &type, const QByteArray &body)
+{
+    write("Status: " + QByteArray::number(status) + "\r\nContent-Type: " + type
+          + "\r\nCache-Control: no-store\r\n\r\n" + body);
+}
+
+void writeAnswer(const Answer &answer)
+{
+    writeAnswer(answer.status, "application/json",
+                QJsonDocument(answer.body).toJson(QJsonDocument::Compact));
+}
+
+CgiVariables takeVariables()
+{
+    CgiVariables variables;
+    for (char **entry = environ; *entry != nullptr; ++entry) {
+        const QByteArray text(*entry);
+        const int equals = text.indexOf('=');
+        variables.insert(text.left(equals), text.mid(equals + 1));
+    }
+    // This program may more than the one that starts it, so nothing of the environment is to change
+    // what the libraries do.
+    clearenv();
+    setenv("PATH", "/usr/sbin:/usr/bin:/sbin:/bin", 1);
+    return variables;
+}
+
+QByteArray readBody(qint64 length)
+{
+    QByteArray body;
+    char buffer[4096];
+    while (body.size() < length && body.size() <= longestBody) {
+        const ssize_t size = read(STDIN_FILENO, buffer, sizeof buffer);
+        if (size <= 0) {
+            break;
+        }
+        body.append(buffer, static_cast<int>(size));
+    }
+    return body;
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    const CgiVariables variables = takeVariables();
+    // The right comes from the file's group; children are to have it as their own.
+    if (setregid(getegid(), getegid()) != 0) {
+        return EXIT_FAILURE;
+    }
+    static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
+    alarm(longestRequest);
+    QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
+    const QCoreApplication application(argc, argv);
+    registerDBusSetting();
+
+    Answer refused;
+    const WebRequest request = readRequest(variables, readBody(bodyLength(variables)), &refused);
+    if (refused.status != 0) {
+        writeAnswer(refused);
+        return EXIT_SUCCESS;
+    }
+    const Caller caller {QDBusConnection::systemBus(), callTimeout, nullptr, nullptr};
+    static_cast<void>(std::signal(SIGPIPE, SIG_IGN)); // the bus library has its own opinion
+    if (request.path.isEmpty() && !request.change) {
+        const QByteArray page = filledPage(activities(caller));
+        writeAnswer(page.isNull() ? 500 : 200, "text/html; charset=utf-8", page);
+        return EXIT_SUCCESS;
+    }
+    if (request.path == QStringList {QStringLiteral("events")} && !request.change) {
+        alarm(0);
+        write("Status: 200\r\nContent-Type: text/event-stream\r\nCache-Control: no-store\r\n\r\n");
+        return streamEvents(request, caller);
+    }
+    writeAnswer(answerTo(request, caller));
+    return EXIT_SUCCESS;
+}
