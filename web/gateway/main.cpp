@@ -18,7 +18,8 @@
 
 namespace {
 
-constexpr int callTimeout = 100000; // ms
+constexpr int usualTimeout = 100; // s for a call
+constexpr int second = 1000; // ms
 constexpr unsigned longestRequest = 300; // s, for all that is no stream
 
 void write(const QByteArray &bytes)
@@ -97,7 +98,10 @@ int main(int argc, char *argv[])
         writeAnswer(refused);
         return EXIT_SUCCESS;
     }
-    const Caller caller {QDBusConnection::systemBus(), callTimeout, nullptr, nullptr};
+    // The web server's configuration can set another one; a request cannot.
+    const int timeout = variables.value("LOGGING_GATEWAY_TIMEOUT").toInt();
+    const Caller caller {QDBusConnection::systemBus(),
+                         (timeout > 0 ? timeout : usualTimeout) * second, nullptr, nullptr};
     static_cast<void>(std::signal(SIGPIPE, SIG_IGN)); // the bus library has its own opinion
     if (request.path.isEmpty() && !request.change) {
         const QByteArray page = filledPage(activities(caller));
