@@ -59,6 +59,7 @@ private Q_SLOTS:
 
     void strangers_data();
     void strangers();
+    void wrongPasswords();
     void refusals_data();
     void refusals();
     void headers_data();
@@ -100,18 +101,22 @@ void tst_WebSecurity::strangers_data()
 void tst_WebSecurity::strangers()
 {
     QFETCH(QString, address);
+    const Web::Response response = Web::request(address, {}, QString());
+    QCOMPARE(response.status, 401);
+    QVERIFY(!response.body.contains("qvxsipua"));
+}
+
+void tst_WebSecurity::wrongPasswords()
+{
     const QByteArray before = Phone::read(Phone::liveConfig);
-    for (const QString &user : {QString(), "support:wrong-password"_s, "root:"_s, "nobody:x"_s}) {
-        const Web::Response response = Web::request(address, {}, user);
+    for (const QString &user : {"support:wrong-password"_s, "root:"_s}) {
+        const Web::Response response = Web::request("/logging/api/levels"_s,
+                                                    {"-H"_s, "X-Logging-Page: 1"_s, "-H"_s,
+                                                     "Content-Type: application/json"_s, "-d"_s,
+                                                     QString::fromLatin1(change)},
+                                                    user);
         QCOMPARE(response.status, 401);
-        QVERIFY(!response.body.contains("qvxsipua"));
     }
-    QCOMPARE(Web::request("/logging/api/levels"_s,
-                          {"-H"_s, "X-Logging-Page: 1"_s, "-H"_s,
-                           "Content-Type: application/json"_s, "-d"_s, QString::fromLatin1(change)},
-                          "support:wrong-password"_s)
-                 .status,
-             401);
     QCOMPARE(Phone::read(Phone::liveConfig), before);
 }
 
