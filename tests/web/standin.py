@@ -4,136 +4,24 @@
 It keeps what is changed in memory, and can be slow, refuse and vanish, as POST /standin says. For
 tests of the page alone, and for trying it: standin.py [PORT].
 SPDX-License-Identifier: MIT"""
+import io
 import json
 import pathlib
 import queue
 import sys
+import tarfile
 import threading
 import time
 import urllib.parse
 from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
+
+from standinphone import LEVELS, Phone, Refusal, Stream, own_file
 
 PAGES = pathlib.Path(__file__).resolve().parents[2] / "web" / "pages" / "logging"
 TYPES = {".html": "text/html; charset=utf-8", ".css": "text/css", ".js": "text/javascript",
          ".svg": "image/svg+xml"}
 POLICY = ("default-src 'none'; script-src 'self'; style-src 'self'; connect-src 'self'; "
           "img-src 'self'; base-uri 'none'; form-action 'none'; frame-ancestors 'none'")
-LEVELS = ["emerg", "err", "warning", "notice", "info", "debug"]
-NAMES = ["Telephony", "Platform", "qvxaudio", "qvxsipua", "sipmmi", "SettingsManager", "qvxbtmgr",
-         "WebApp", "LoggerModule", "defence"]
-WORDS = ["registration of line 1 renewed", "codec G.722 chosen", "RTP stream opened, 20 ms",
-         "retransmission 2 of INVITE, no answer from the proxy", "jitter 3 ms, loss 0.0 %",
-         "configuration read again", "key 5 pressed", "heap 41 % in use"]
-
-
-class Refusal(Exception):
-    def __init__(self, status, error, field=None):
-        super().__init__(error)
-        self.status = status
-        self.body = {"error": error} | ({"field": field} if field else {})
-
-
-def own_file(activity):
-    return "/log/Defence.log" if "defence" in activity else f"/var/log/{activity}.log"
-
-
-class Phone:
-    """What the stand-in remembers. All of it is used under its lock."""
-
-    def __init__(self):
-        self.lock = threading.RLock()
-        self.streams = []
-        self.levels = {name: "err" for name in NAMES}
-        self.places = {name: ("file", own_file(name)) for name in NAMES}
-        self.files = {own_file(name): [self.line(name, index) for index in range(40 * rank)]
-                      for rank, name in enumerate(NAMES)}
-        self.extra = {}  # bytes of a file besides its lines
-        self.traces = {}
-        self.archive = None
-        # What POST /standin may set.
-        self.present = True
-        self.gone = False
-        self.slow = 0
-        self.stuck = []
-        self.refuse = False
-        self.lost = []
-        self.grown = False
-        self.fail = None
-        self.remote = {"LogRemoteServerExist": "false", "LogRemoteServerAddress": "UNDEFINED",
-                       "LogRemoteServerPort": "UNDEFINED", "LogRemoteServerProtocol": "UNDEFINED"}
-
-    @staticmethod
-    def line(name, index):
-        clock = time.strftime("%b %d %H:%M:%S", time.localtime(time.time() - 600 + index))
-        return f"{clock} phone {name}[{400 + len(name)}]: {WORDS[index * 7 % len(WORDS)]}"
-
-    def size(self, path):
-        return sum(len(line.encode()) + 1 for line in self.files[path]) + self.extra.get(path, 0)
-
-    def row(self, name):
-        support, place = self.places[name]
-        row = {"activity": name, "level": self.levels[name], "support": support,
-               "destination": place,
-               "initial": self.levels[name] == "err" and place == own_file(name)}
-        if support == "file" and place != "/dev/console":
-            row["file"] = place
-            if place in self.files:
-                row["size"] = self.size(place)
-        return row
-
-    def activities(self):
-        now = int(time.time() * 1000)
-        return {"activities": [self.row(name) for name in self.levels], "now": now,
-                "room": {"ram": {"directory": "/var/log/", "free": 18_400_000, "total": 24_000_000},
-                         "flash": {"directory": "/log/flash/", "free": 3_900_000,
-                                   "total": 8_000_000}},
-                "remote": self.remote,
-                "traces": [{"activity": name, "level": trace["level"], "former": trace["former"],
-                            "user": trace["user"], "until": trace["until"], "own": trace["own"]}
-                           for name, trace in self.traces.items()]}
-
-    def tell(self, event, data):
-        for stream in self.streams:
-            stream.put((event, data))
-
-    def tell_all(self):
-        self.tell("activities", self.activities())
-
-    def set_level(self, name, level):
-        for each in self.levels if name == "all" else [name]:
-            if each not in self.stuck:
-                self.levels[each] = level
-        self.tell("level", {"activity": name, "level": level})
-        self.tell_all()
-
-    def log(self, name, line):
-        support, place = self.places[name]
-        if support == "file":
-            self.files.setdefault(place, []).append(line)
-            for stream in self.streams:
-                if stream.log == name and stream.wants(line):
-                    stream.put(("lines", {"lines": [line]}))
-
-    def end_trace(self, name):
-        trace = self.traces.pop(name)
-        self.set_level(name, trace["former"])
-        return trace
-
-    def known(self, name):
-        if name not in self.levels:
-            raise Refusal(404, f"There is no activity {name}.", "activity")
-        return name
-
-
-class Stream(queue.Queue):
-    def __init__(self, query):
-        super().__init__()
-        self.log = query.get("log", "")
-        self.grep = query.get("grep", "")
-        self.lines = int(query.get("lines", "0"))
-
-    def wants(self, line):
-        return self.grep in (line.lower() if self.grep == self.grep.lower() else line)
 
 
 class Handler(BaseHTTPRequestHandler):
@@ -197,6 +85,8 @@ class Handler(BaseHTTPRequestHandler):
         if self.headers.get("Content-Type") != "application/json":
             raise Refusal(415, "The body has to be application/json.")
         time.sleep(self.phone.slow)
+        if self.phone.gone:
+            raise ConnectionAbortedError
         return json.loads(text)
 
     def page(self, path):
@@ -211,30 +101,7 @@ class Handler(BaseHTTPRequestHandler):
         return self.answer(200, data, TYPES[file.suffix])
 
     def control(self):
-        order = json.loads(self.rfile.read(int(self.headers["Content-Length"])))
-        phone = self.phone
-        with phone.lock:
-            for name in order.keys() & vars(phone).keys():
-                setattr(phone, name, order[name])
-            if "present" in order:
-                phone.tell("service", {"present": phone.present})
-            if order.get("gone"):
-                phone.tell(None, None)
-            if "level" in order:
-                phone.set_level(*order["level"])
-            for name, line in order.get("lines", []):
-                phone.log(name, line)
-            if "file" in order:
-                phone.files.setdefault(order["file"][0], [])
-                phone.extra[order["file"][0]] = order["file"][1]
-            if "activity" in order:
-                name, destination = order["activity"]
-                phone.levels[name] = "err"
-                phone.places[name] = ("file", destination)
-                phone.files.setdefault(destination, [])
-            if "trace_over" in order:
-                phone.end_trace(order["trace_over"])
-            phone.tell_all()
+        self.server.control(json.loads(self.rfile.read(int(self.headers["Content-Length"]))))
         self.answer(200, {})
 
     def get_activities(self, _):
@@ -265,10 +132,11 @@ class Handler(BaseHTTPRequestHandler):
                 phone.known(body["activity"])]
             if phone.fail:
                 raise Refusal(422, phone.fail, "name" if "name" in body else "address")
+            bare = body.get("name", "").removesuffix(".log")
             for name in [] if phone.refuse else names:
                 phone.places[name] = {
-                    "ram": lambda: ("file", f"/var/log/{body['name']}.log"),
-                    "flash": lambda: ("file", f"/log/flash/{body['name']}.log"),
+                    "ram": lambda: ("file", f"/var/log/{bare}.log"),
+                    "flash": lambda: ("file", f"/log/flash/{bare}.log"),
                     "usertty": lambda: ("usertty", body["name"]),
                     "console": lambda: ("file", "/dev/console"),
                     "udp": lambda: ("udp", f"IP :{body['address']} port({body['port']})"),
@@ -336,9 +204,17 @@ class Handler(BaseHTTPRequestHandler):
     def post_archive(self, _):
         if self.phone.fail:
             return {"ok": False, "text": "Error on exit", "problem": self.phone.fail}
-        self.phone.archive = b"\x1f\x8b an archive"
+        packed = io.BytesIO()
+        with self.phone.lock, tarfile.open(fileobj=packed, mode="w:gz") as archive:
+            for path, lines in self.phone.files.items():
+                text = "".join(line + "\n" for line in lines).encode()
+                entry = tarfile.TarInfo(path.lstrip("/"))
+                entry.size = len(text)
+                archive.addfile(entry, io.BytesIO(text))
+        self.phone.archive = packed.getvalue()
         return {"ok": True, "text": "Generate logs successfully", "url": "/all_logs.tar.gz",
-                "size": 1_234_567, "files": 12, "tries": 2 if self.phone.grown else 1}
+                "size": len(self.phone.archive), "files": len(self.phone.files),
+                "tries": 2 if self.phone.grown else 1}
 
     def post_traces(self, body):
         phone = self.phone
@@ -352,7 +228,7 @@ class Handler(BaseHTTPRequestHandler):
                 raise Refusal(409, f"{name} is being traced already.")
             phone.traces[name] = {
                 "level": body["level"], "former": phone.levels[name], "user": "www-data",
-                "until": int((time.time() + body["seconds"]) * 1000), "own": True}
+                "until": self.phone.service()["now"] + body["seconds"] * 1000, "own": True}
             phone.set_level(name, body["level"])
             return {"ok": True, "former": phone.traces[name]["former"],
                     "until": phone.traces[name]["until"]}
@@ -361,7 +237,7 @@ class Handler(BaseHTTPRequestHandler):
         stream = Stream(query)
         with self.phone.lock:
             self.phone.streams.append(stream)
-            stream.put(("service", {"present": self.phone.present}))
+            stream.put(("service", self.phone.service()))
             if self.phone.present:
                 stream.put(("activities", self.phone.activities()))
             if stream.log:
@@ -389,11 +265,46 @@ class Handler(BaseHTTPRequestHandler):
                 self.phone.streams.remove(stream)
 
 
+class Server(ThreadingHTTPServer):
+    daemon_threads = True
+
+    def __init__(self, port):
+        super().__init__(("127.0.0.1", port), Handler)
+        self.phone = Phone()
+
+    def handle_error(self, *_):
+        pass  # a browser that goes away in the middle
+
+    def control(self, order):
+        """Makes happen what is not done with the page."""
+        phone = self.phone
+        with phone.lock:
+            for name in order.keys() & vars(phone).keys():
+                setattr(phone, name, order[name])
+            if "present" in order:
+                phone.tell("service", phone.service())
+            if order.get("gone"):
+                phone.tell(None, None)
+            if "level" in order:
+                phone.set_level(*order["level"])
+            for name, line in order.get("lines", []):
+                phone.log(name, line)
+            if "file" in order:
+                phone.files.setdefault(order["file"][0], [])
+                phone.extra[order["file"][0]] = order["file"][1]
+            if "activity" in order:
+                name, destination = order["activity"]
+                phone.levels.setdefault(name, "err")
+                phone.places[name] = ("file", destination)
+                phone.files.setdefault(destination, [])
+            if "trace_over" in order:
+                phone.end_trace(order["trace_over"])
+            phone.tell_all()
+
+
 def serve(port=0):
     """Serves in a thread of its own; answers the server, whose port is server_port."""
-    server = ThreadingHTTPServer(("127.0.0.1", port), Handler)
-    server.daemon_threads = True
-    server.phone = Phone()
+    server = Server(port)
     threading.Thread(target=server.serve_forever, daemon=True).start()
     return server
 

@@ -6,7 +6,8 @@ import { askBy, byId, clearErrors, counted, listed, say, wrong } from './dom.js'
 const hostName = /^[A-Za-z](?:[-.]?[A-Za-z0-9])+$/;
 const number = '(?:25[0-5]|2[0-4][0-9]|1[0-9][0-9]|[1-9]?[0-9])';
 const ipv4 = new RegExp(`^${number}(?:\\.${number}){3}$`);
-const bareName = /^[A-Za-z0-9_+-][A-Za-z0-9._+ -]*$/;
+const fileName = /^[A-Za-z0-9][A-Za-z0-9._+-]{0,63}$/;
+const userName = /^[a-z_][a-z0-9_-]{0,31}$/;
 
 let page;
 
@@ -181,11 +182,11 @@ function readForm() {
   };
   if (needsName(to)) {
     const name = byId('name').value.trim();
-    const what = to === 'usertty' ? 'user' : 'file';
-    check('name', name !== '', `Give the name of the ${what}.`);
-    check('name', name === '' || bareName.test(name), to === 'usertty'
-      ? 'A user’s name has letters, digits, and . _ + - only.'
-      : 'Only the bare name: letters, digits, blanks, and . _ + - (no / or ~, no brackets, no quotes).');
+    const isUser = to === 'usertty';
+    check('name', (isUser ? userName : fileName).test(name), name === ''
+      ? `Give the name of the ${isUser ? 'user' : 'file'}.`
+      : isUser ? 'A user’s name has small letters, digits, _ and -, and at most 32 of them.'
+        : 'Only the bare name: up to 64 letters, digits and . _ + -, no / or ~, no brackets, no quotes.');
     return good ? { to, name } : null;
   }
   if (isServer(to)) {

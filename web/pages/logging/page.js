@@ -19,9 +19,6 @@ const page = Object.assign(new EventTarget(), {
     if (!Array.isArray(data?.activities)) {
       return;
     }
-    if (Number.isFinite(data.now)) {
-      page.ahead = data.now - Date.now();
-    }
     const { activities, room, remote, traces } = data;
     Object.assign(page.data, { activities, room, remote, traces: traces ?? [] });
     table.showRows(activities, room);
@@ -138,6 +135,9 @@ function listen() {
   });
   events.addEventListener('service', ({ detail }) => {
     present = detail.present === true;
+    if (Number.isFinite(detail.now)) {
+      page.ahead = detail.now - Date.now();
+    }
     drawState();
   });
   events.addEventListener('activities', ({ detail }) => page.take(detail));

@@ -202,6 +202,7 @@ async function copy() {
 export function start(thePage) {
   page = thePage;
   page.read = open;
+  page.reading = () => activity;
   page.events.addEventListener('lines', ({ detail }) => take(detail.lines));
   page.events.addEventListener('log', ({ detail }) => {
     if (activity && Array.isArray(detail.lines)) {

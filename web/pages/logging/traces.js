@@ -64,6 +64,12 @@ function tick() {
   for (const { trace, left } of shown.values()) {
     setText(left, leftText(trace));
   }
+  const read = shown.get(page.reading())?.trace;
+  const button = byId('reader-stop');
+  button.hidden = !read?.own || stopping.has(read.activity);
+  if (!button.hidden) {
+    setText(button, `Stop the trace (${timeText(until(read))})`);
+  }
 }
 
 function forget(activity) {
@@ -136,5 +142,6 @@ export function start(thePage) {
   page = thePage;
   page.trace = open;
   page.addEventListener('data', draw);
+  byId('reader-stop').addEventListener('click', () => stop(page.reading()));
   setInterval(tick, 1000);
 }
