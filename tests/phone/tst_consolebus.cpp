@@ -7,6 +7,7 @@
 #include "support/users.h"
 
 #include <QDateTime>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QTest>
 
@@ -64,6 +65,8 @@ private Q_SLOTS:
     void noBus();
     void userWithoutRights();
     void serviceThatHangs();
+    void waitThatIsGivenUp_data();
+    void waitThatIsGivenUp();
     void serviceThatDies();
 };
 
@@ -219,6 +222,32 @@ void tst_ConsoleBus::serviceThatHangs()
     QVERIFY2(terminal.output().contains("\rpacking: 1 s, "), terminal.output().constData());
     QVERIFY(terminal.output().contains("within 3 s"));
     QCOMPARE(console("level").status, 0);
+}
+
+void tst_ConsoleBus::waitThatIsGivenUp_data()
+{
+    QTest::addColumn<QByteArray>("word");
+    QTest::newRow("level") << QByteArray("level");
+    QTest::newRow("log") << QByteArray("log");
+    QTest::newRow("log -f") << QByteArray("log -f");
+    QTest::newRow("trace") << QByteArray("trace");
+}
+
+void tst_ConsoleBus::waitThatIsGivenUp()
+{
+    QFETCH(QByteArray, word);
+    const Phone::Service service;
+    const auto pid = static_cast<pid_t>(service.pid());
+    QCOMPARE(::kill(pid, SIGSTOP), 0);
+    Terminal terminal(QByteArrayList {"loggerctl"} + word.split(' ') + QByteArrayList {"qvxsipua"});
+    const bool waits = terminal.waitFor("waiting for the answer");
+    QElapsedTimer time;
+    time.start();
+    terminal.type("\003");
+    terminal.waitForEnd();
+    QCOMPARE(::kill(pid, SIGCONT), 0);
+    QVERIFY(waits);
+    QVERIFY2(!time.hasExpired(25000), "Ctrl-C did not end it");
 }
 
 void tst_ConsoleBus::serviceThatDies()
