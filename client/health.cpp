@@ -181,7 +181,10 @@ QStringList problemsOf(const Health &health)
 {
     QStringList problems;
     const QString sep = QStringLiteral(", ");
-    if (!health.serviceRuns) {
+    if (health.serviceProblem == QDBusError::errorString(QDBusError::AccessDenied)) {
+        problems.append(QStringLiteral("This user may not ask LoggerModule: look as root, or as a "
+                                       "member of the group quorvix"));
+    } else if (!health.serviceRuns) {
         problems.append(QStringLiteral("LoggerModule does not answer (%1): is it running?")
                             .arg(health.serviceProblem));
     } else if (!health.listed) {

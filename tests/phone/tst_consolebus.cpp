@@ -206,6 +206,8 @@ void tst_ConsoleBus::userWithoutRights()
     QVERIFY(whyNoAnswer(asVisitor("level"_s))
                 .startsWith("loggerctl: the bus does not let this user call LoggerModule: "));
     QCOMPARE(asVisitor("--help"_s).status, 0);
+    QCOMPARE(whyNoAnswer(asVisitor("watch"_s)), whyNoAnswer(asVisitor("level"_s)));
+    QVERIFY(asVisitor("status"_s).output.contains("PROBLEM: This user may not ask LoggerModule: "));
 }
 
 void tst_ConsoleBus::serviceThatHangs()

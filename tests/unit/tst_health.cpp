@@ -58,6 +58,13 @@ void tst_Health::problems_data()
             health.serviceProblem = "no.such.name"_s;
         },
         {"LoggerModule does not answer (no.such.name)"_s});
+    row("service that this user may not ask",
+        [](Health &health) {
+            health.serviceRuns = false;
+            health.listed = false;
+            health.serviceProblem = "org.freedesktop.DBus.Error.AccessDenied"_s;
+        },
+        {"This user may not ask LoggerModule"_s, "the group quorvix"_s});
     row("no table",
         [](Health &health) {
             health.listed = false;
