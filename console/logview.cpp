@@ -15,16 +15,20 @@
 
 #include <QCoreApplication>
 #include <QDateTime>
+#include <QElapsedTimer>
 #include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QTimer>
+
+#include <optional>
 
 #include <unistd.h>
 
 namespace {
 
 constexpr int pollEvery = 100; // ms
+constexpr qint64 retryAfter = 1000; // ms
 const QString serialConsole = QStringLiteral("/dev/console");
 
 /// The file that the messages of @p row go to; an empty text when they go elsewhere.
@@ -77,15 +81,14 @@ public:
             QByteArray text;
             for (const QByteArray &line : bytes.split('\n')) {
                 if (!line.isEmpty()) {
-                    text += QJsonDocument(
-                                QJsonObject {{QStringLiteral("line"), QString::fromUtf8(line)}})
+                    text += QJsonDocument(QJsonObject {{QStringLiteral("line"), textOf(line)}})
                                 .toJson(QJsonDocument::Compact)
                         + '\n';
                 }
             }
             bytes = text;
         } else if (m_session.screens.output.terminal) {
-            bytes = visible(QString::fromUtf8(bytes)).toUtf8();
+            bytes = visible(textOf(bytes)).toUtf8();
         }
         if (!writeAll(STDOUT_FILENO, bytes)) {
             sayThatItCannotBeWritten();
@@ -99,18 +102,31 @@ private:
     QFile m_copy;
 };
 
+/// How it was before something was asked; the sizes are the older ones.
+struct Moment
+{
+    QHash<QString, qint64> sizes = logFileSizes();
+    ConfigurationWatch configuration;
+};
+
 /// Follows the log of one activity in the event loop.
 class LogView : public QObject
 {
 public:
     /// Begins with what @p row says; the file is given out from its byte @p position on.
-    LogView(const Session &session, LogPrinter &printer, const ActivityRow &row, qint64 position)
-        : m_session(session), m_printer(printer), m_row(row)
+    /// @p moment is from before that row was asked for.
+    LogView(const Session &session, LogPrinter &printer, const ActivityRow &row, qint64 position,
+            const Moment &moment)
+        : m_session(session), m_printer(printer), m_row(row), m_configuration(moment.configuration),
+          m_sizesBefore(moment.sizes)
     {
         m_session.caller.slow = nullptr;
         m_follower.follow(logPath(row), position);
-        connect(&m_timer, &QTimer::timeout, this, &LogView::poll);
-        m_timer.start(pollEvery);
+        // Each has a timer of its own: one goes on while the other waits for an answer.
+        connect(&m_polls, &QTimer::timeout, this, &LogView::poll);
+        connect(&m_looks, &QTimer::timeout, this, &LogView::look);
+        m_polls.start(pollEvery);
+        m_looks.start(pollEvery);
     }
 
     /// Prints what has come until now. @return whether it could be written
@@ -119,25 +135,31 @@ public:
 private:
     void poll()
     {
-        if (m_asking) {
-            return;
-        }
         if (!finish()) {
             QCoreApplication::exit(Failed);
-            return;
-        }
-        if (m_configuration.hasChanged()) {
-            lookAgain();
         }
     }
-    /// The log may go elsewhere now. What it gets there after this moment is not to be missed, and
-    /// the daemon does not write there before this moment.
-    void lookAgain()
+    /// The log may go elsewhere now. What it gets there from the change on is not to be missed: the
+    /// sizes that count are from before the change, whenever that is seen.
+    void look()
     {
-        const QHash<QString, qint64> sizes = logFileSizes();
-        m_asking = true; // the timer goes on while the answer is waited for
+        const QHash<QString, qint64> sizes
+            = logFileSizes(); // before the configuration is looked at
+        if (m_configuration.hasChanged() && !m_sizes) {
+            m_sizes = m_sizesBefore;
+        }
+        m_sizesBefore = sizes;
+        if (!m_sizes || (m_failure.isValid() && !m_failure.hasExpired(retryAfter))) {
+            return;
+        }
         const Listing listing = listActivities(m_session.caller);
-        m_asking = false;
+        if (!listing.valid) {
+            m_failure.start();
+            return;
+        }
+        m_failure.invalidate();
+        const QHash<QString, qint64> begins = *m_sizes;
+        m_sizes.reset();
         const ActivityRow *const row = findActivity(listing.rows, m_row.activity);
         if (row == nullptr || sameDestination(*row, m_row)) {
             return;
@@ -149,7 +171,7 @@ private:
                  + (path.isEmpty() ? QStringLiteral(" now; waiting for it to come back to a file")
                                    : QStringLiteral(" now")));
         const bool known = path.startsWith(ramLogDirectory) || path.startsWith(flashLogDirectory);
-        m_follower.follow(path, known ? sizes.value(path, 0) : QFileInfo(path).size());
+        m_follower.follow(path, known ? begins.value(path, 0) : QFileInfo(path).size());
     }
 
     Session m_session;
@@ -157,8 +179,12 @@ private:
     ActivityRow m_row;
     LogFollower m_follower;
     ConfigurationWatch m_configuration;
-    QTimer m_timer;
-    bool m_asking = false;
+    QHash<QString, qint64> m_sizesBefore; ///< of the files, when the configuration was as it is
+    QTimer m_polls;
+    QTimer m_looks;
+    /// The same before a change, until it is known where the log goes.
+    std::optional<QHash<QString, qint64>> m_sizes;
+    QElapsedTimer m_failure; ///< since the table could not be had
 };
 
 /// The row of the activity that was typed. @p status is set when there is none, and it has been
@@ -231,6 +257,7 @@ QString busyText(const QString &activity, const QString &text)
 
 ExitStatus showLog(const Session &session)
 {
+    const Moment before;
     ExitStatus status = Done;
     const ActivityRow row = rowOf(session, &status);
     if (row.activity.isEmpty()) {
@@ -271,13 +298,14 @@ ExitStatus showLog(const Session &session)
         return Done;
     }
     const StopSignals stop([] { QCoreApplication::exit(Done); });
-    LogView view(session, printer, row, position);
+    LogView view(session, printer, row, position, before);
     const auto ended = static_cast<ExitStatus>(QCoreApplication::exec());
     return view.finish() ? ended : Failed;
 }
 
 ExitStatus trace(const Session &session)
 {
+    const Moment before;
     ExitStatus status = Done;
     const ActivityRow row = rowOf(session, &status);
     if (row.activity.isEmpty()) {
@@ -294,7 +322,7 @@ ExitStatus trace(const Session &session)
 
     TraceKeeper keeper;
     KeeperReports reports(keeper);
-    LogView view(session, printer, row, size);
+    LogView view(session, printer, row, size, before);
     bool reported = false; // whether the keeper has said how it ended
     int stops = 0;
     const StopSignals stop([&] {
