@@ -307,9 +307,7 @@ void settle(const Session &session)
 ExitStatus carryOut(const Session &session)
 {
     const Operation operation = session.line.request.operation;
-    if (operation != Operation::Trace) {
-        settle(session); // the keeper of a new trace takes over from an old one
-    }
+    settle(session);
     switch (operation) {
     case Operation::ChangeLevel:
         return changeLevel(session);

@@ -71,6 +71,8 @@ private Q_SLOTS:
     void endsWithTheTerminal();
     void endsWhenTheConsoleIsKilled();
     void outlivesItsKeeper();
+    void promiseThatCannotBeKeptYet();
+    void outsiderDoesNotHoldIt();
     void showsAndKeepsTheLog();
     void secondTrace();
     void levelOfSomebodyElse();
@@ -165,6 +167,39 @@ void tst_ConsoleTrace::outlivesItsKeeper()
     QCOMPARE(next.errors,
              QByteArray("loggerctl: a trace of qvxsipua was cut short: its level is err again\n"));
     QCOMPARE(levelOf("qvxsipua"), QByteArray("err"));
+}
+
+void tst_ConsoleTrace::promiseThatCannotBeKeptYet()
+{
+    const std::unique_ptr<RunningProgram> trace(tracing({"qvxsipua"_s, "info"_s}));
+    QVERIFY(trace->waitForErrors("qvxsipua is at info"));
+    QCOMPARE(::kill(keeper(), SIGKILL), 0);
+    QCOMPARE(trace->waitForEnd(), 1);
+    // Without its level file no level can be set. Another trace does not forget the first.
+    const QString levelFile = Phone::facilityFile("qvxsipua"_s);
+    QVERIFY(QFile::rename(levelFile, levelFile + ".aside"_s));
+    const Outcome second = console("trace qvxsipua");
+    QVERIFY(QFile::rename(levelFile + ".aside"_s, levelFile));
+    QCOMPARE(second.status, 1);
+    QVERIFY2(second.errors.contains("its level could not be put back to err: Not a valid activity")
+                 && second.errors.contains("loggerctl: the level was not raised: "),
+             second.errors.constData());
+    QCOMPARE(console("level").errors,
+             QByteArray("loggerctl: a trace of qvxsipua was cut short: its level is err again\n"));
+    QCOMPARE(levelOf("qvxsipua"), QByteArray("err"));
+}
+
+void tst_ConsoleTrace::outsiderDoesNotHoldIt()
+{
+    if (!Users::exist()) {
+        return;
+    }
+    const std::unique_ptr<RunningProgram> trace(tracing());
+    QVERIFY(trace->waitForErrors(begun.toUtf8()));
+    const Outcome holding = runProgram(
+        Users::asVisitor({"flock"_s, "-n"_s, "-s"_s, notes + "qvxsipua.json"_s, "true"_s}));
+    QVERIFY2(holding.errors.contains("Permission denied"), holding.errors.constData());
+    QCOMPARE(trace->endBy(SIGINT), 0);
 }
 
 void tst_ConsoleTrace::showsAndKeepsTheLog()
