@@ -76,12 +76,16 @@ Archive archiveAndLook(const Caller &caller, const std::function<void(qint64, qi
 
 QString copyArchive(const QString &path)
 {
+    const QFileInfo target(path);
+    if (target.exists() && !target.isFile()) {
+        return path + QStringLiteral(": it is no regular file"); // root could replace a device
+    }
     QFile source(archivePath);
     QSaveFile copy(path);
     if (!source.open(QIODevice::ReadOnly)) {
         return archivePath + QStringLiteral(": ") + source.errorString();
     }
-    if (!copy.open(QIODevice::WriteOnly)) {
+    if (!copy.open(QIODevice::WriteOnly | QIODevice::Unbuffered)) {
         return path + QStringLiteral(": ") + copy.errorString();
     }
     constexpr qint64 block = 1 << 20;
@@ -92,7 +96,6 @@ QString copyArchive(const QString &path)
                 + (bytes.isEmpty() ? source.errorString() : copy.errorString());
         }
     }
-    // Of what is left in its buffer, commit() does not see that it cannot be written.
-    const bool written = copy.flush() && fsync(copy.handle()) == 0 && copy.commit();
+    const bool written = fsync(copy.handle()) == 0 && copy.commit();
     return written ? QString() : path + QStringLiteral(": ") + copy.errorString();
 }

@@ -238,16 +238,10 @@ ExitStatus archive(const Session &session)
     if (result.reply.error.isValid()) {
         return unreachable(session, result.reply);
     }
-    const ExitStatus status = write(presentArchive(result, session.screens));
-    if (status != Done || session.line.file.isEmpty()) {
-        return status;
-    }
-    const QString problem = copyArchive(session.line.file);
-    if (!problem.isEmpty()) {
-        note(session, QStringLiteral("no copy was made: ") + problem);
-        return Failed;
-    }
-    return status;
+    const QString problem = result.done() && !session.line.file.isEmpty()
+        ? copyArchive(session.line.file)
+        : QString();
+    return write(presentArchive(result, problem, session.screens));
 }
 
 ExitStatus factoryReset(const Session &session)

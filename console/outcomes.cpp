@@ -268,21 +268,24 @@ Presentation presentLevelChanges(const Request &request, const LevelChanges &cha
     return presentation;
 }
 
-Presentation presentArchive(const Archive &archive, const Screens &screens)
+Presentation presentArchive(const Archive &archive, const QString &copyProblem,
+                            const Screens &screens)
 {
     const QVariantMap answer = archive.reply.answer.toMap();
     QString problem;
-    if (!archive.answered) {
+    if (!copyProblem.isEmpty()) {
+        problem = QStringLiteral("no copy was made: ") + copyProblem;
+    } else if (!archive.answered) {
         problem = answer.value(QStringLiteral("msg")).toString();
     } else if (!archive.published || (archive.readable && !archive.complete)) {
         problem = QStringLiteral("no archive was made: packing took longer than 30 s and was given "
                                  "up. There is less to pack after: loggerctl delete");
     }
     Presentation presentation;
-    presentation.status = archive.done() ? Done : Failed;
+    presentation.status = problem.isEmpty() ? Done : Failed;
     if (screens.json) {
         QJsonObject object = QJsonObject::fromVariantMap(answer);
-        object.insert(QStringLiteral("ok"), archive.done());
+        object.insert(QStringLiteral("ok"), problem.isEmpty());
         object.insert(QStringLiteral("tries"), archive.tries);
         if (archive.done()) {
             object.insert(QStringLiteral("path"), archivePath);
@@ -290,7 +293,8 @@ Presentation presentArchive(const Archive &archive, const Screens &screens)
                 object.insert(QStringLiteral("size"), static_cast<double>(archive.size));
                 object.insert(QStringLiteral("files"), archive.files);
             }
-        } else {
+        }
+        if (!problem.isEmpty()) {
             object.insert(QStringLiteral("problem"), problem);
         }
         presentation.output = jsonLine(object, screens);
@@ -309,7 +313,7 @@ Presentation presentArchive(const Archive &archive, const Screens &screens)
     }
     if (!archive.answered && !screens.json) {
         presentation.errors = shownText(problem, screens.errors);
-    } else if (!archive.done()) {
+    } else if (!problem.isEmpty()) {
         presentation.errors = said(problem, screens.errors);
     }
     if (!archive.answered) {
