@@ -132,7 +132,16 @@ void LogFollower::openAgain()
     m_current = Source();
     m_current.file = m_path.isEmpty() ? nullptr : openLog(m_path);
     if (m_current.file) {
-        m_current.position = m_start <= m_current.file->size() ? m_start : 0;
+        // It may have come back while it was still read on.
+        const auto former
+            = std::find_if(m_former.begin(), m_former.end(),
+                           [this](const Source &source) { return isNameOf(m_path, *source.file); });
+        if (former != m_former.end()) {
+            m_current = std::move(*former);
+            m_former.erase(former);
+        } else {
+            m_current.position = m_start <= m_current.file->size() ? m_start : 0;
+        }
         m_start = 0;
     } else if (!QFileInfo::exists(m_path)) {
         m_start = 0; // what comes is new

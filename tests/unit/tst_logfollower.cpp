@@ -32,6 +32,7 @@ private Q_SLOTS:
     void deletion();
     void truncation();
     void otherPath();
+    void otherPathAndBack();
     void noRegularFile();
 
 private:
@@ -248,6 +249,21 @@ void tst_LogFollower::otherPath()
     append("four\n", "y.log");
     QCOMPARE(follower.poll(), QByteArrayList {"four"});
     QCOMPARE(follower.path(), QString());
+}
+
+void tst_LogFollower::otherPathAndBack()
+{
+    append("one\n");
+    append("", "y.log");
+    LogFollower follower;
+    follower.follow(path(), 4);
+    follower.follow(path("y.log"), 0);
+    append("two\nthr");
+    QCOMPARE(follower.poll(), QByteArrayList {"two"});
+    follower.follow(path(), 4);
+    append("ee\nfour\n");
+    QCOMPARE(follower.poll(), (QByteArrayList {"three", "four"}));
+    QCOMPARE(follower.poll(), QByteArrayList());
 }
 
 void tst_LogFollower::noRegularFile()
