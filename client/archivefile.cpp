@@ -41,6 +41,20 @@ bool isPublishedSince(const timespec &begun)
             || (status.st_mtim.tv_sec == begun.tv_sec && status.st_mtim.tv_nsec >= begun.tv_nsec));
 }
 
+/// Writes all of @p bytes: a disk that becomes full takes a part of them first, without an error.
+bool writeWhole(QSaveFile &file, const QByteArray &bytes)
+{
+    qint64 done = 0;
+    while (done < bytes.size()) {
+        const qint64 written = file.write(bytes.constData() + done, bytes.size() - done);
+        if (written <= 0) {
+            return false;
+        }
+        done += written;
+    }
+    return true;
+}
+
 } // namespace
 
 const QString archivePath = QStringLiteral("/var/volatile/tmp/all_logs.tar.gz");
@@ -91,7 +105,7 @@ QString copyArchive(const QString &path)
     constexpr qint64 block = 1 << 20;
     while (!source.atEnd()) {
         const QByteArray bytes = source.read(block);
-        if (bytes.isEmpty() || copy.write(bytes) != bytes.size()) {
+        if (bytes.isEmpty() || !writeWhole(copy, bytes)) {
             return path + QStringLiteral(": ")
                 + (bytes.isEmpty() ? source.errorString() : copy.errorString());
         }

@@ -73,8 +73,8 @@ public:
             }
             bytes += line + '\n';
         }
-        if (m_copy.isOpen() && m_copy.write(bytes) != bytes.size()) {
-            note(m_session, m_copy.fileName() + QStringLiteral(": ") + m_copy.errorString());
+        if (m_copy.isOpen() && !writeAll(m_copy.handle(), bytes)) {
+            note(m_session, m_copy.fileName() + QStringLiteral(": ") + qt_error_string());
             return false;
         }
         if (m_session.screens.json) {

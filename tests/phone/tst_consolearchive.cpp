@@ -109,8 +109,8 @@ void tst_ConsoleArchive::copiesThatCannotBeMade_data()
     // Root could put a file in its place.
     QTest::newRow("FIFO") << "mkfifo /tmp/copy.fifo"_s
                           << "/tmp/copy.fifo"_s << QByteArray("no regular file");
-    QTest::newRow("full disk") << "mkdir /tmp/full; mount -t tmpfs -o size=4k none /tmp/full; "
-                                  "head -c 4096 /dev/zero >/tmp/full/other"_s
+    QTest::newRow("full disk") << "mkdir /tmp/full; mount -t tmpfs -o size=8k none /tmp/full; "
+                                  "head -c 20000 /dev/urandom >/var/log/random.log"_s
                                << "/tmp/full/x"_s << QByteArray("No space left on device");
 }
 
@@ -131,7 +131,9 @@ void tst_ConsoleArchive::copiesThatCannotBeMade()
     QVERIFY(object.value("problem"_s).toString().startsWith("no copy was made: "_s));
     QCOMPARE(object.value("path"_s), QJsonValue(archive));
     QVERIFY(path == "/tmp"_s || !QFileInfo(path).isFile());
-    runProgram({"bash"_s, "-c"_s, "umount /tmp/full; rm -rf /tmp/full /tmp/copy.fifo"_s});
+    runProgram({"bash"_s, "-c"_s,
+                "umount /tmp/full; rm -rf /tmp/full /tmp/copy.fifo "
+                "/var/log/random.log"_s});
 }
 
 void tst_ConsoleArchive::memberOfTheGroup()

@@ -74,6 +74,7 @@ private Q_SLOTS:
     void promiseThatCannotBeKeptYet();
     void outsiderDoesNotHoldIt();
     void showsAndKeepsTheLog();
+    void copyOnAFullDisk();
     void secondTrace();
     void levelOfSomebodyElse();
     void refusals();
@@ -223,6 +224,35 @@ void tst_ConsoleTrace::showsAndKeepsTheLog()
     QCOMPARE(impossible.status, 1);
     QVERIFY(impossible.errors.startsWith("loggerctl: /nonexistent/x: "));
     QCOMPARE(levelOf("qvxsipua"), QByteArray("err"));
+}
+
+void tst_ConsoleTrace::copyOnAFullDisk()
+{
+    QCOMPARE(runProgram({"bash"_s, "-c"_s,
+                         "mkdir /tmp/full && mount -t tmpfs -o size=4k none /tmp/full"_s})
+                 .status,
+             0);
+    const std::unique_ptr<RunningProgram> trace(
+        tracing({"qvxsipua"_s, "-o"_s, "/tmp/full/copy"_s}));
+    const bool hasBegun = trace->waitForErrors(begun.toUtf8());
+    const QString message(3000, QLatin1Char('x'));
+    const bool told = QTest::qWaitFor(
+        [&] {
+            Phone::logMessage("qvxsipua"_s, "local3"_s, "err"_s, message);
+            return QTest::qWaitFor(
+                [&] {
+                    return trace->errors().contains(
+                        "loggerctl: /tmp/full/copy: No space left on device\n");
+                },
+                300);
+        },
+        20000);
+    const int status = trace->waitForEnd();
+    runProgram({"bash"_s, "-c"_s, "umount /tmp/full; rmdir /tmp/full"_s});
+    QVERIFY(hasBegun);
+    QVERIFY2(told, trace->errors().constData());
+    QCOMPARE(status, 1);
+    QVERIFY(isSoonAt("qvxsipua", "err"));
 }
 
 void tst_ConsoleTrace::secondTrace()
