@@ -263,6 +263,11 @@ ExitStatus showLog(const Session &session)
     if (row.activity.isEmpty()) {
         return status;
     }
+    // From the first line on, stopping is the way to end it.
+    std::optional<StopSignals> stop;
+    if (session.line.follow) {
+        stop.emplace([] { QCoreApplication::exit(Done); });
+    }
     const QString path = logPath(row);
     LogPrinter printer(session);
     qint64 position = 0;
@@ -297,7 +302,6 @@ ExitStatus showLog(const Session &session)
     if (!session.line.follow) {
         return Done;
     }
-    const StopSignals stop([] { QCoreApplication::exit(Done); });
     LogView view(session, printer, row, position, before);
     const auto ended = static_cast<ExitStatus>(QCoreApplication::exec());
     return view.finish() ? ended : Failed;
