@@ -5,6 +5,7 @@
 #include "answers.h"
 #include "program.h"
 
+#include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
 #include <QSaveFile>
@@ -74,7 +75,10 @@ Archive archiveAndLook(const Caller &caller, const std::function<void(qint64, qi
     do {
         ++archive.tries;
         clock_gettime(CLOCK_REALTIME_COARSE, &begun); // the clock of the files' times
+        QElapsedTimer time;
+        time.start();
         archive.reply = watched.ask(request);
+        archive.elapsed = time.elapsed();
         archive.answered
             = !archive.reply.error.isValid() && isSuccess(request, archive.reply.answer.toMap());
     } while (!archive.answered && !archive.reply.error.isValid() && archive.tries < mostTries);

@@ -100,9 +100,11 @@ void lookAtDaemon(Health *health)
 {
     health->daemonProcess = contents(pidFile).trimmed().toLongLong();
     if (health->daemonProcess > 0) {
-        health->daemonRuns
-            = contents(QStringLiteral("/proc/%1/comm").arg(health->daemonProcess)).trimmed()
-            == "syslog-ng";
+        const QByteArray status
+            = contents(QStringLiteral("/proc/%1/stat").arg(health->daemonProcess));
+        const char state = status.mid(status.lastIndexOf(')') + 2, 1).constData()[0];
+        health->daemonRuns = status.contains(" (syslog-ng) ") && state != 'Z' && state != 'X';
+        health->daemonStopped = health->daemonRuns && (state == 'T' || state == 't');
     }
     if (health->daemonRuns) {
         health->daemonSince = startOf(health->daemonProcess);
@@ -198,6 +200,9 @@ QStringList problemsOf(const Health &health)
         problems.append(QStringLiteral("syslog-ng has no pid file %1: nothing takes effect before "
                                        "it runs with -p %1")
                             .arg(pidFile));
+    } else if (health.daemonStopped) {
+        problems.append(QStringLiteral("syslog-ng is stopped: it goes on by: kill -CONT %1")
+                            .arg(health.daemonProcess));
     } else if (!health.daemonRuns) {
         problems.append(QStringLiteral("syslog-ng does not run: process %1 of its pid file is not "
                                        "syslog-ng")

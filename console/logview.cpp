@@ -52,6 +52,13 @@ class LogPrinter
 public:
     explicit LogPrinter(const Session &session) : m_session(session) { }
 
+    /// Empties the copy: what it had before is kept until something new comes.
+    void beginCopy()
+    {
+        if (m_copy.isOpen()) {
+            m_copy.resize(0); // nothing that a device or a pipe would notice
+        }
+    }
     /// Opens the copy, where one is wanted. @return what is wrong with it
     QString openCopy()
     {
@@ -59,7 +66,7 @@ public:
             return {};
         }
         m_copy.setFileName(m_session.line.file);
-        return m_copy.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Unbuffered)
+        return m_copy.open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Unbuffered)
             ? QString()
             : m_copy.fileName() + QStringLiteral(": ") + m_copy.errorString();
     }
@@ -345,6 +352,7 @@ ExitStatus trace(const Session &session)
             const QByteArray &word = report.first;
             const QString &text = report.second;
             if (word == TraceReport::Begun) {
+                printer.beginCopy();
                 note(
                     session,
                     QStringLiteral("%1 is at %2 for %3; then it is %4 again. Ctrl-C ends it before")
@@ -373,8 +381,11 @@ ExitStatus trace(const Session &session)
                 write(presentProblem(busyText(activity, text), session.screens));
                 end(Failed);
             } else if (word == TraceReport::Refused) {
-                write(presentProblem(QStringLiteral("the level was not raised: ") + text,
-                                     session.screens));
+                Presentation refusal = presentProblem(
+                    QStringLiteral("the level was not raised: ") + text, session.screens);
+                refusal.errors += hintLine(QStringLiteral("What is wrong: loggerctl status"),
+                                           session.screens.errors);
+                write(refusal);
                 end(Failed);
             } else if (word == TraceReport::Failed) {
                 write(presentProblem(
@@ -385,16 +396,15 @@ ExitStatus trace(const Session &session)
         }
     };
     QObject::connect(&keeper, &QProcess::readyReadStandardOutput, &view, take);
-    QObject::connect(&keeper, QOverload<int, QProcess::ExitStatus>::of(&QProcess::finished), &view,
-                     [&] {
-                         take();
-                         if (!reported) {
-                             note(session,
-                                  QStringLiteral("the process that keeps the trace was ended; its "
-                                                 "level is put back by the next loggerctl"));
-                             end(Failed);
-                         }
-                     });
+    QObject::connect(
+        &keeper, QOverload<int, QProcess::ExitStatus>::of(&QProcess::finished), &view, [&] {
+            take();
+            if (!reported) {
+                note(session, QStringLiteral("the process that keeps the trace was ended"));
+                settle(session);
+                end(Failed);
+            }
+        });
     QObject::connect(&keeper, &QProcess::errorOccurred, &view, [&](QProcess::ProcessError error) {
         if (error == QProcess::FailedToStart) {
             note(session, QStringLiteral("the level was not raised: ") + keeper.errorString());

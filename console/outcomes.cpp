@@ -9,6 +9,7 @@
 namespace {
 
 const QString separator = QStringLiteral(", ");
+constexpr qint64 givenUpAfter = 29000; // ms; the service gives an archive 30 s
 
 QString said(const QString &sentence, const Screen &screen)
 {
@@ -278,8 +279,11 @@ Presentation presentArchive(const Archive &archive, const QString &copyProblem,
     } else if (!archive.answered) {
         problem = answer.value(QStringLiteral("msg")).toString();
     } else if (!archive.published || (archive.readable && !archive.complete)) {
-        problem = QStringLiteral("no archive was made: packing took longer than 30 s and was given "
-                                 "up. There is less to pack after: loggerctl delete");
+        problem = archive.elapsed >= givenUpAfter
+            ? QStringLiteral("no archive was made: packing took longer than 30 s and was given up. "
+                             "There is less to pack after: loggerctl delete")
+            : QStringLiteral("no whole archive was made, or not the web server's link to it: ")
+                + archiveLink;
     }
     Presentation presentation;
     presentation.status = problem.isEmpty() ? Done : Failed;
@@ -303,9 +307,7 @@ Presentation presentArchive(const Archive &archive, const QString &copyProblem,
         if (!archive.readable) {
             what += QStringLiteral("this user may not read it");
         } else {
-            what += sizeText(archive.size) + separator
-                + (archive.files == 1 ? QStringLiteral("1 file")
-                                      : QStringLiteral("%1 files").arg(archive.files));
+            what += sizeText(archive.size) + separator + countText(archive.files, "file", "files");
         }
         presentation.output
             = shownText(answer.value(QStringLiteral("msg")).toString(), screens.output)
@@ -371,10 +373,12 @@ Presentation presentTrimming(const Request &request, const QString &text, int be
         return presentation;
     }
     presentation.output += shownText(
-        notice ? QStringLiteral("It had only %1 lines. Instead of them it holds the notice \"Only "
-                                "%1 lines in file : Defence.log \".")
-                     .arg(before)
-               : QStringLiteral("%1 lines are left.").arg(after),
+        notice
+            ? QString(QStringLiteral("It had only ") + countText(before, "line", "lines")
+                      + QStringLiteral(". Instead of them it holds the notice \"Only %1 lines in "
+                                       "file : Defence.log \".")
+                            .arg(before))
+            : countText(after, "line is left.", "lines are left."),
         screens.output);
     return presentation;
 }

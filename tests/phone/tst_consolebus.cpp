@@ -169,10 +169,15 @@ void tst_ConsoleBus::serviceAbsent()
 {
     Phone::stopBootedService();
     for (const char *const line :
-         {"level", "level qvxsipua debug", "levels get", "--json redirect", "delete", "archive",
+         {"level", "level qvxsipua debug", "levels get", "redirect", "delete", "archive",
           "defence 1 read", "comment a b", "logRemoteServer true"}) {
         QCOMPARE(whyNoAnswer(console(line)), notOnTheBus("LoggerModule"));
     }
+    const Outcome inJson = console("--json redirect");
+    QCOMPARE(inJson.status, 3);
+    QCOMPARE(json(inJson.output).object().value("ok"_s), QJsonValue(false));
+    QVERIFY(notOnTheBus("LoggerModule")
+                .contains(json(inJson.output).object().value("problem"_s).toString().toUtf8()));
     QCOMPARE(console("level --help").status, 0);
     QCOMPARE(console("remote").status, 0);
 }

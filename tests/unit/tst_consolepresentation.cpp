@@ -248,9 +248,7 @@ void tst_ConsolePresentation::errors()
     const QDBusError error(call.createErrorReply(name, "text\nof two lines"_s));
     const QString line = presentError(error, "The module"_s, timedOut, 7);
     QVERIFY2(line.contains(part), qPrintable(line));
-    QVERIFY(line.startsWith("loggerctl: "_s));
-    QCOMPARE(line.count(QLatin1Char('\n')), 1);
-    QVERIFY(line.endsWith(QLatin1Char('\n')));
+    QVERIFY(!line.contains(QLatin1Char('\n')));
 }
 
 void tst_ConsolePresentation::visibleText_data()

@@ -78,6 +78,8 @@ void tst_Health::problems_data()
             health.daemonRuns = false;
         },
         {"no pid file /var/run/syslog-ng.pid"_s, "-p /var/run/syslog-ng.pid"_s});
+    row("stopped", [](Health &health) { health.daemonStopped = true; },
+        {"syslog-ng is stopped"_s, "kill -CONT 7"_s});
     row("other process", [](Health &health) { health.daemonRuns = false; },
         {"process 7 of its pid file is not syslog-ng"_s});
     row("broken configuration", [](Health &health) { health.configuration = Acceptance::Refused; },
