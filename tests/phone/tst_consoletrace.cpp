@@ -54,8 +54,13 @@ bool nothingIsLeft()
 void killAll(RunningProgram &trace)
 {
     trace.send(SIGSTOP);
-    ::kill(keeper(), SIGKILL);
+    const pid_t pid = keeper();
+    ::kill(pid, SIGKILL);
     trace.endBy(SIGKILL);
+    // Until then it holds its note.
+    if (!QTest::qWaitFor([pid] { return !Processes::runs(pid); }, 20000)) {
+        qFatal("the keeper lives on");
+    }
 }
 
 RunningProgram *tracing(QStringList words = {"qvxsipua"_s})
