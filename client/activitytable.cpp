@@ -60,7 +60,8 @@ const ActivityRow *findActivity(const QList<ActivityRow> &rows, const QString &n
 
 QString meantActivity(const QList<ActivityRow> &rows, const QString &name)
 {
-    if (findActivity(rows, name) != nullptr) {
+    // The word for all activities means none of them.
+    if (name == QLatin1String("all") || findActivity(rows, name) != nullptr) {
         return name;
     }
     QString meant;

@@ -5,6 +5,7 @@
 #include "answers.h"
 #include "program.h"
 
+#include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
 #include <QSaveFile>
@@ -41,6 +42,20 @@ bool isPublishedSince(const timespec &begun)
             || (status.st_mtim.tv_sec == begun.tv_sec && status.st_mtim.tv_nsec >= begun.tv_nsec));
 }
 
+/// Writes all of @p bytes: a disk that becomes full takes a part of them first, without an error.
+bool writeWhole(QSaveFile &file, const QByteArray &bytes)
+{
+    qint64 done = 0;
+    while (done < bytes.size()) {
+        const qint64 written = file.write(bytes.constData() + done, bytes.size() - done);
+        if (written <= 0) {
+            return false;
+        }
+        done += written;
+    }
+    return true;
+}
+
 } // namespace
 
 const QString archivePath = QStringLiteral("/var/volatile/tmp/all_logs.tar.gz");
@@ -60,7 +75,10 @@ Archive archiveAndLook(const Caller &caller, const std::function<void(qint64, qi
     do {
         ++archive.tries;
         clock_gettime(CLOCK_REALTIME_COARSE, &begun); // the clock of the files' times
+        QElapsedTimer time;
+        time.start();
         archive.reply = watched.ask(request);
+        archive.elapsed = time.elapsed();
         archive.answered
             = !archive.reply.error.isValid() && isSuccess(request, archive.reply.answer.toMap());
     } while (!archive.answered && !archive.reply.error.isValid() && archive.tries < mostTries);
@@ -76,23 +94,26 @@ Archive archiveAndLook(const Caller &caller, const std::function<void(qint64, qi
 
 QString copyArchive(const QString &path)
 {
+    const QFileInfo target(path);
+    if (target.exists() && !target.isFile()) {
+        return path + QStringLiteral(": it is no regular file"); // root could replace a device
+    }
     QFile source(archivePath);
     QSaveFile copy(path);
     if (!source.open(QIODevice::ReadOnly)) {
         return archivePath + QStringLiteral(": ") + source.errorString();
     }
-    if (!copy.open(QIODevice::WriteOnly)) {
+    if (!copy.open(QIODevice::WriteOnly | QIODevice::Unbuffered)) {
         return path + QStringLiteral(": ") + copy.errorString();
     }
     constexpr qint64 block = 1 << 20;
     while (!source.atEnd()) {
         const QByteArray bytes = source.read(block);
-        if (bytes.isEmpty() || copy.write(bytes) != bytes.size()) {
+        if (bytes.isEmpty() || !writeWhole(copy, bytes)) {
             return path + QStringLiteral(": ")
                 + (bytes.isEmpty() ? source.errorString() : copy.errorString());
         }
     }
-    // Of what is left in its buffer, commit() does not see that it cannot be written.
-    const bool written = copy.flush() && fsync(copy.handle()) == 0 && copy.commit();
+    const bool written = fsync(copy.handle()) == 0 && copy.commit();
     return written ? QString() : path + QStringLiteral(": ") + copy.errorString();
 }

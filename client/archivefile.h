@@ -14,6 +14,7 @@ struct Archive
     Reply reply; ///< the service's last answer
     bool answered = false; ///< whether that answer is a success
     int tries = 0; ///< how often the service was asked
+    qint64 elapsed = 0; ///< how long the last of them took, in ms
     /// Whether the archive can be read to its end. One that takes longer than 30 s is given up by
     /// the service, with an answer that is a success.
     bool complete = false;

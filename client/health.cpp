@@ -100,9 +100,11 @@ void lookAtDaemon(Health *health)
 {
     health->daemonProcess = contents(pidFile).trimmed().toLongLong();
     if (health->daemonProcess > 0) {
-        health->daemonRuns
-            = contents(QStringLiteral("/proc/%1/comm").arg(health->daemonProcess)).trimmed()
-            == "syslog-ng";
+        const QByteArray status
+            = contents(QStringLiteral("/proc/%1/stat").arg(health->daemonProcess));
+        const char state = status.mid(status.lastIndexOf(')') + 2, 1).constData()[0];
+        health->daemonRuns = status.contains(" (syslog-ng) ") && state != 'Z' && state != 'X';
+        health->daemonStopped = health->daemonRuns && (state == 'T' || state == 't');
     }
     if (health->daemonRuns) {
         health->daemonSince = startOf(health->daemonProcess);
@@ -181,7 +183,10 @@ QStringList problemsOf(const Health &health)
 {
     QStringList problems;
     const QString sep = QStringLiteral(", ");
-    if (!health.serviceRuns) {
+    if (health.serviceProblem == QDBusError::errorString(QDBusError::AccessDenied)) {
+        problems.append(QStringLiteral("This user may not ask LoggerModule: look as root, or as a "
+                                       "member of the group quorvix"));
+    } else if (!health.serviceRuns) {
         problems.append(QStringLiteral("LoggerModule does not answer (%1): is it running?")
                             .arg(health.serviceProblem));
     } else if (!health.listed) {
@@ -195,6 +200,9 @@ QStringList problemsOf(const Health &health)
         problems.append(QStringLiteral("syslog-ng has no pid file %1: nothing takes effect before "
                                        "it runs with -p %1")
                             .arg(pidFile));
+    } else if (health.daemonStopped) {
+        problems.append(QStringLiteral("syslog-ng is stopped: it goes on by: kill -CONT %1")
+                            .arg(health.daemonProcess));
     } else if (!health.daemonRuns) {
         problems.append(QStringLiteral("syslog-ng does not run: process %1 of its pid file is not "
                                        "syslog-ng")

@@ -38,6 +38,7 @@ struct Health
 
     qint64 daemonProcess = 0; ///< of syslog-ng's pid file; 0 when there is none
     bool daemonRuns = false; ///< whether that process is alive, and syslog-ng
+    bool daemonStopped = false; ///< it does nothing until somebody lets it go on
     QDateTime daemonSince;
     Acceptance configuration = Acceptance::Unknown;
     Acceptance backup = Acceptance::Unknown;

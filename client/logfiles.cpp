@@ -75,6 +75,11 @@ QHash<QString, qint64> logFileSizes()
     return sizes;
 }
 
+QString countText(qint64 count, const char *one, const char *several)
+{
+    return QString::number(count) + QLatin1Char(' ') + QLatin1String(count == 1 ? one : several);
+}
+
 QString sizeText(qint64 size)
 {
     constexpr qint64 thousand = 1000;

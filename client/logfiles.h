@@ -33,5 +33,8 @@ QHash<QString, qint64> logFileSizes();
 /// @p size in bytes as a person reads it: "812 bytes", "34 kB", "1.2 MB".
 QString sizeText(qint64 size);
 
+/// @p count with the word for one or for several: "1 file", "2 files".
+QString countText(qint64 count, const char *one, const char *several);
+
 /// The bytes of the files together.
 qint64 sizeOf(const QList<LogFile> &files);

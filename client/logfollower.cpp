@@ -53,48 +53,56 @@ std::unique_ptr<QFile> openLog(const QString &path, const QStringList &directori
     return file;
 }
 
+QString textOf(const QByteArray &bytes)
+{
+    return QString::fromUtf8(bytes.constData(), bytes.size());
+}
+
 bool isWanted(const QByteArray &line, const QString &text)
 {
     if (text.isEmpty()) {
         return true;
     }
-    return QString::fromUtf8(line).contains(
-        text, text == text.toLower() ? Qt::CaseInsensitive : Qt::CaseSensitive);
+    return textOf(line).contains(text,
+                                 text == text.toLower() ? Qt::CaseInsensitive : Qt::CaseSensitive);
 }
 
 QByteArrayList newestLines(QFile &file, qint64 size, int count, const QString &text)
 {
     QByteArrayList lines;
-    QByteArray tail; // the beginning of a line that was cut by a block's edge
+    QByteArrayList pieces; // of the line that goes on before the last block that was read
+    const auto take = [&](const QByteArray &begin) {
+        pieces.prepend(begin);
+        const QByteArray line = pieces.join();
+        pieces.clear();
+        if (isWanted(line, text)) {
+            lines.prepend(line);
+        }
+    };
     qint64 position = size;
-    bool last = true; // whether the text's end has not been looked at
     while (position > 0 && lines.size() < count) {
         const qint64 begin = std::max<qint64>(0, position - block);
         if (!file.seek(begin)) {
-            break;
+            return lines;
         }
-        QByteArray bytes = file.read(position - begin) + tail;
-        position = begin;
-        if (last && bytes.endsWith('\n')) {
-            bytes.chop(1);
-        }
-        last = false;
+        const QByteArray bytes = file.read(position - begin);
         int end = bytes.size();
+        if (position == size && bytes.endsWith('\n')) {
+            --end;
+        }
+        position = begin;
         while (lines.size() < count) {
             const int feed = end > 0 ? bytes.lastIndexOf('\n', end - 1) : -1;
             if (feed < 0) {
+                pieces.prepend(bytes.left(end));
                 break;
             }
-            const QByteArray line = bytes.mid(feed + 1, end - feed - 1);
-            if (isWanted(line, text)) {
-                lines.prepend(line);
-            }
+            take(bytes.mid(feed + 1, end - feed - 1));
             end = feed;
         }
-        tail = bytes.left(end);
     }
-    if (position == 0 && size > 0 && lines.size() < count && isWanted(tail, text)) {
-        lines.prepend(tail);
+    if (position == 0 && size > 0 && lines.size() < count) {
+        take({});
     }
     return lines;
 }
@@ -129,7 +137,16 @@ void LogFollower::openAgain()
     m_current = Source();
     m_current.file = m_path.isEmpty() ? nullptr : openLog(m_path, m_directories);
     if (m_current.file) {
-        m_current.position = m_start <= m_current.file->size() ? m_start : 0;
+        // It may have come back while it was still read on.
+        const auto former
+            = std::find_if(m_former.begin(), m_former.end(),
+                           [this](const Source &source) { return isNameOf(m_path, *source.file); });
+        if (former != m_former.end()) {
+            m_current = std::move(*former);
+            m_former.erase(former);
+        } else {
+            m_current.position = m_start <= m_current.file->size() ? m_start : 0;
+        }
         m_start = 0;
     } else if (!QFileInfo::exists(m_path)) {
         m_start = 0; // what comes is new
@@ -152,9 +169,10 @@ void LogFollower::readOn(Source &source, QByteArrayList *lines)
         }
         source.quiet.start();
         source.position += size;
+        const int searched = source.begun.size();
         source.begun.append(bytes.constData(), static_cast<int>(size));
         int start = 0;
-        for (int feed = source.begun.indexOf('\n'); feed >= 0;
+        for (int feed = source.begun.indexOf('\n', searched); feed >= 0;
              feed = source.begun.indexOf('\n', start)) {
             lines->append(source.begun.mid(start, feed - start));
             start = feed + 1;

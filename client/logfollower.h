@@ -12,6 +12,10 @@
 #include <memory>
 #include <vector>
 
+/// The text of @p bytes of a log, which may hold any byte: QString::fromUtf8(QByteArray) ends at
+/// NUL.
+QString textOf(const QByteArray &bytes);
+
 /// Which lines are wanted: those that contain @p text; upper and lower case are the same unless the
 /// text has capitals. An empty text wants all.
 bool isWanted(const QByteArray &line, const QString &text);

@@ -71,30 +71,16 @@ void waitForEnd(int seconds, bool alone, int signalDescriptor)
     loop.exec();
 }
 
-/// Puts the level back, however long the service is away within reason. @return whether nothing is
-/// left to do
-bool end(const Caller &caller, const TraceNote &note)
+/// Puts the level back, however long the service is away within reason.
+PutBack end(const Caller &caller, const TraceNote &note)
 {
     QElapsedTimer time;
     time.start();
     for (;;) {
-        const PutBack result = putBack(caller, note);
-        switch (result.outcome) {
-        case PutBack::Outcome::Done:
-            report(TraceReport::Back, result.text);
-            return true;
-        case PutBack::Outcome::LeftAlone:
-            report(TraceReport::Left, result.text);
-            return true;
-        case PutBack::Outcome::Refused:
-            report(TraceReport::Failed, result.text);
-            return false;
-        case PutBack::Outcome::Unanswered:
-            break;
-        }
-        if (!caller.bus.isConnected() || time.hasExpired(longestWait)) {
-            report(TraceReport::Failed, result.text);
-            return false;
+        PutBack result = putBack(caller, note);
+        if (result.outcome != PutBack::Outcome::Unanswered || !caller.bus.isConnected()
+            || time.hasExpired(longestWait)) {
+            return result;
         }
         QEventLoop pause;
         QTimer::singleShot(retryAfter, &pause, &QEventLoop::quit);
@@ -116,7 +102,6 @@ int main(int argc, char *argv[])
         return 2;
     }
     const Caller caller {QDBusConnection::systemBus(), callTimeout, nullptr, nullptr};
-    static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
     TraceNote note {arguments.at(1),
                     arguments.at(2),
                     QString(),
@@ -134,10 +119,20 @@ int main(int argc, char *argv[])
         return 1;
     }
     const bool held = access == NoteFile::Access::Held;
-    const auto refuse = [&](const QString &reason) {
+    if (held && file.read()) {
+        // Written over, it could not be honoured any more.
+        report(TraceReport::Refused,
+               QStringLiteral("a trace before this one was cut short, and its level could not be "
+                              "put back"));
+        return 1;
+    }
+    const auto removeNote = [&file, held] {
         if (held) {
             file.remove();
         }
+    };
+    const auto refuse = [&removeNote](const QString &reason) {
+        removeNote();
         report(TraceReport::Refused, reason);
         return 1;
     };
@@ -152,11 +147,6 @@ int main(int argc, char *argv[])
         return refuse(QStringLiteral("there is no such activity"));
     }
     note.former = row->level;
-    // The trace before this one may have been cut short: its former level is the one to go back to.
-    const std::optional<TraceNote> old = held ? file.read() : std::nullopt;
-    if (old && old->level == row->level) {
-        note.former = old->former;
-    }
     note.until = QDateTime::currentMSecsSinceEpoch() + qint64(seconds) * 1000;
     if (!held || !file.write(note)) {
         report(TraceReport::Unnoted, held ? qt_error_string() : problem);
@@ -166,8 +156,11 @@ int main(int argc, char *argv[])
         const Reply reply = caller.ask(request);
         if (reply.error.isValid()) {
             // Nobody knows whether it was raised.
-            end(caller, note);
-            return refuse(reply.error.name());
+            if (end(caller, note).isOver()) {
+                removeNote();
+            }
+            report(TraceReport::Refused, reply.error.name());
+            return 1;
         }
         if (!isSuccess(request, reply.answer.toString())) {
             return refuse(reply.answer.toString());
@@ -175,9 +168,13 @@ int main(int argc, char *argv[])
     }
     report(TraceReport::Begun, note.former);
     waitForEnd(seconds, alone, signalDescriptor);
-    const bool ended = end(caller, note);
-    if (ended && held) {
-        file.remove();
+    const PutBack result = end(caller, note);
+    if (!result.isOver()) {
+        report(TraceReport::Failed, result.text);
+        return 1;
     }
-    return ended ? 0 : 1;
+    removeNote();
+    report(result.outcome == PutBack::Outcome::Done ? TraceReport::Back : TraceReport::Left,
+           result.text);
+    return 0;
 }

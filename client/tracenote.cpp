@@ -66,8 +66,9 @@ std::optional<TraceNote> readNote(int descriptor)
 
 int openNote(const QString &path, int flags)
 {
-    // Readable for all: others are told who traces. A link or a FIFO is not followed or waited for.
-    constexpr mode_t mode = S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH;
+    // Not for others: whoever can open it can hold it, and keep a level from being put back. A link
+    // or a FIFO is not followed or waited for.
+    constexpr mode_t mode = S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP;
     // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): there is no other form of open(2)
     const int descriptor = open(QFile::encodeName(path).constData(),
                                 flags | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, mode);

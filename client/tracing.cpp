@@ -67,12 +67,11 @@ QList<SettledTrace> settleTraces(const Caller &caller)
         }
         const std::optional<TraceNote> note = file.read();
         if (!note || note->activity != activity) {
-            file.remove(); // it was not finished, so its level was never raised
+            file.remove(); // it was not finished, so it promises nothing
             continue;
         }
         const PutBack result = putBack(caller, *note);
-        if (result.outcome == PutBack::Outcome::Done
-            || result.outcome == PutBack::Outcome::LeftAlone) {
+        if (result.isOver()) {
             file.remove();
         }
         settled.append({*note, result});

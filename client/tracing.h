@@ -58,6 +58,9 @@ struct PutBack
 
     Outcome outcome = Outcome::Unanswered;
     QString text; ///< the level it has now, or the reason
+
+    /// Whether nothing is left to do.
+    bool isOver() const { return outcome == Outcome::Done || outcome == Outcome::LeftAlone; }
 };
 
 /// Puts the level of @p note back if it still is the trace's.

@@ -7,7 +7,6 @@
 #include "client/changes.h"
 #include "client/health.h"
 #include "client/logfiles.h"
-#include "client/tracing.h"
 #include "logview.h"
 #include "outcomes.h"
 #include "tablelayout.h"
@@ -171,8 +170,8 @@ ExitStatus deleteLogs(const Session &session)
     const bool flash = request.operation == Operation::DeleteLogs;
     const QList<LogFile> before = deletableLogFiles(flash);
     const QString question
-        = QStringLiteral("Delete %1 log files (%2) in %3? There is no way back.")
-              .arg(QString::number(before.size()), sizeText(sizeOf(before)),
+        = QStringLiteral("Delete %1 (%2) in %3? There is no way back.")
+              .arg(countText(before.size(), "log file", "log files"), sizeText(sizeOf(before)),
                    flash ? ramLogDirectory + QStringLiteral(" and ") + flashLogDirectory
                          : ramLogDirectory);
     // A word that the service refuses deletes nothing.
@@ -238,16 +237,10 @@ ExitStatus archive(const Session &session)
     if (result.reply.error.isValid()) {
         return unreachable(session, result.reply);
     }
-    const ExitStatus status = write(presentArchive(result, session.screens));
-    if (status != Done || session.line.file.isEmpty()) {
-        return status;
-    }
-    const QString problem = copyArchive(session.line.file);
-    if (!problem.isEmpty()) {
-        note(session, QStringLiteral("no copy was made: ") + problem);
-        return Failed;
-    }
-    return status;
+    const QString problem = result.done() && !session.line.file.isEmpty()
+        ? copyArchive(session.line.file)
+        : QString();
+    return write(presentArchive(result, problem, session.screens));
 }
 
 ExitStatus factoryReset(const Session &session)
@@ -273,43 +266,12 @@ ExitStatus factoryReset(const Session &session)
     return write(presentFactoryReset(left, session.screens));
 }
 
-/// Ends the traces that were left behind, and says so.
-void settle(const Session &session)
-{
-    const QList<SettledTrace> settled = settleTraces(session.caller);
-    for (const SettledTrace &trace : settled) {
-        const QString start
-            = QStringLiteral("a trace of %1 was cut short: ").arg(trace.note.activity);
-        switch (trace.result.outcome) {
-        case PutBack::Outcome::Done:
-            note(session, start + QStringLiteral("its level is %1 again").arg(trace.result.text));
-            break;
-        case PutBack::Outcome::LeftAlone:
-            note(session,
-                 start
-                     + QStringLiteral("its level is %1 by now, and stays").arg(trace.result.text));
-            break;
-        case PutBack::Outcome::Refused:
-            note(session,
-                 start
-                     + QStringLiteral("its level could not be put back to %1: ")
-                           .arg(trace.note.former)
-                     + trace.result.text);
-            break;
-        case PutBack::Outcome::Unanswered:
-            break; // what was asked for says the same
-        }
-    }
-}
-
 } // namespace
 
 ExitStatus carryOut(const Session &session)
 {
     const Operation operation = session.line.request.operation;
-    if (operation != Operation::Trace) {
-        settle(session); // the keeper of a new trace takes over from an old one
-    }
+    settle(session);
     switch (operation) {
     case Operation::ChangeLevel:
         return changeLevel(session);

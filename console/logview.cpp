@@ -15,16 +15,20 @@
 
 #include <QCoreApplication>
 #include <QDateTime>
+#include <QElapsedTimer>
 #include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QTimer>
+
+#include <optional>
 
 #include <unistd.h>
 
 namespace {
 
 constexpr int pollEvery = 100; // ms
+constexpr qint64 retryAfter = 1000; // ms
 const QString serialConsole = QStringLiteral("/dev/console");
 
 /// The file that the messages of @p row go to; an empty text when they go elsewhere.
@@ -48,6 +52,13 @@ class LogPrinter
 public:
     explicit LogPrinter(const Session &session) : m_session(session) { }
 
+    /// Empties the copy: what it had before is kept until something new comes.
+    void beginCopy()
+    {
+        if (m_copy.isOpen()) {
+            m_copy.resize(0); // nothing that a device or a pipe would notice
+        }
+    }
     /// Opens the copy, where one is wanted. @return what is wrong with it
     QString openCopy()
     {
@@ -55,7 +66,7 @@ public:
             return {};
         }
         m_copy.setFileName(m_session.line.file);
-        return m_copy.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Unbuffered)
+        return m_copy.open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Unbuffered)
             ? QString()
             : m_copy.fileName() + QStringLiteral(": ") + m_copy.errorString();
     }
@@ -69,23 +80,22 @@ public:
             }
             bytes += line + '\n';
         }
-        if (m_copy.isOpen() && m_copy.write(bytes) != bytes.size()) {
-            note(m_session, m_copy.fileName() + QStringLiteral(": ") + m_copy.errorString());
+        if (m_copy.isOpen() && !writeAll(m_copy.handle(), bytes)) {
+            note(m_session, m_copy.fileName() + QStringLiteral(": ") + qt_error_string());
             return false;
         }
         if (m_session.screens.json) {
             QByteArray text;
             for (const QByteArray &line : bytes.split('\n')) {
                 if (!line.isEmpty()) {
-                    text += QJsonDocument(
-                                QJsonObject {{QStringLiteral("line"), QString::fromUtf8(line)}})
+                    text += QJsonDocument(QJsonObject {{QStringLiteral("line"), textOf(line)}})
                                 .toJson(QJsonDocument::Compact)
                         + '\n';
                 }
             }
             bytes = text;
         } else if (m_session.screens.output.terminal) {
-            bytes = visible(QString::fromUtf8(bytes)).toUtf8();
+            bytes = visible(textOf(bytes)).toUtf8();
         }
         if (!writeAll(STDOUT_FILENO, bytes)) {
             sayThatItCannotBeWritten();
@@ -99,18 +109,31 @@ private:
     QFile m_copy;
 };
 
+/// How it was before something was asked; the sizes are the older ones.
+struct Moment
+{
+    QHash<QString, qint64> sizes = logFileSizes();
+    ConfigurationWatch configuration;
+};
+
 /// Follows the log of one activity in the event loop.
 class LogView : public QObject
 {
 public:
     /// Begins with what @p row says; the file is given out from its byte @p position on.
-    LogView(const Session &session, LogPrinter &printer, const ActivityRow &row, qint64 position)
-        : m_session(session), m_printer(printer), m_row(row)
+    /// @p moment is from before that row was asked for.
+    LogView(const Session &session, LogPrinter &printer, const ActivityRow &row, qint64 position,
+            const Moment &moment)
+        : m_session(session), m_printer(printer), m_row(row), m_configuration(moment.configuration),
+          m_sizesBefore(moment.sizes)
     {
         m_session.caller.slow = nullptr;
         m_follower.follow(logPath(row), position);
-        connect(&m_timer, &QTimer::timeout, this, &LogView::poll);
-        m_timer.start(pollEvery);
+        // Each has a timer of its own: one goes on while the other waits for an answer.
+        connect(&m_polls, &QTimer::timeout, this, &LogView::poll);
+        connect(&m_looks, &QTimer::timeout, this, &LogView::look);
+        m_polls.start(pollEvery);
+        m_looks.start(pollEvery);
     }
 
     /// Prints what has come until now. @return whether it could be written
@@ -119,25 +142,31 @@ public:
 private:
     void poll()
     {
-        if (m_asking) {
-            return;
-        }
         if (!finish()) {
             QCoreApplication::exit(Failed);
-            return;
-        }
-        if (m_configuration.hasChanged()) {
-            lookAgain();
         }
     }
-    /// The log may go elsewhere now. What it gets there after this moment is not to be missed, and
-    /// the daemon does not write there before this moment.
-    void lookAgain()
+    /// The log may go elsewhere now. What it gets there from the change on is not to be missed: the
+    /// sizes that count are from before the change, whenever that is seen.
+    void look()
     {
-        const QHash<QString, qint64> sizes = logFileSizes();
-        m_asking = true; // the timer goes on while the answer is waited for
+        const QHash<QString, qint64> sizes
+            = logFileSizes(); // before the configuration is looked at
+        if (m_configuration.hasChanged() && !m_sizes) {
+            m_sizes = m_sizesBefore;
+        }
+        m_sizesBefore = sizes;
+        if (!m_sizes || (m_failure.isValid() && !m_failure.hasExpired(retryAfter))) {
+            return;
+        }
         const Listing listing = listActivities(m_session.caller);
-        m_asking = false;
+        if (!listing.valid) {
+            m_failure.start();
+            return;
+        }
+        m_failure.invalidate();
+        const QHash<QString, qint64> begins = *m_sizes;
+        m_sizes.reset();
         const ActivityRow *const row = findActivity(listing.rows, m_row.activity);
         if (row == nullptr || sameDestination(*row, m_row)) {
             return;
@@ -149,7 +178,7 @@ private:
                  + (path.isEmpty() ? QStringLiteral(" now; waiting for it to come back to a file")
                                    : QStringLiteral(" now")));
         const bool known = path.startsWith(ramLogDirectory) || path.startsWith(flashLogDirectory);
-        m_follower.follow(path, known ? sizes.value(path, 0) : QFileInfo(path).size());
+        m_follower.follow(path, known ? begins.value(path, 0) : QFileInfo(path).size());
     }
 
     Session m_session;
@@ -157,8 +186,12 @@ private:
     ActivityRow m_row;
     LogFollower m_follower;
     ConfigurationWatch m_configuration;
-    QTimer m_timer;
-    bool m_asking = false;
+    QHash<QString, qint64> m_sizesBefore; ///< of the files, when the configuration was as it is
+    QTimer m_polls;
+    QTimer m_looks;
+    /// The same before a change, until it is known where the log goes.
+    std::optional<QHash<QString, qint64>> m_sizes;
+    QElapsedTimer m_failure; ///< since the table could not be had
 };
 
 /// The row of the activity that was typed. @p status is set when there is none, and it has been
@@ -231,10 +264,16 @@ QString busyText(const QString &activity, const QString &text)
 
 ExitStatus showLog(const Session &session)
 {
+    const Moment before;
     ExitStatus status = Done;
     const ActivityRow row = rowOf(session, &status);
     if (row.activity.isEmpty()) {
         return status;
+    }
+    // From the first line on, stopping is the way to end it.
+    std::optional<StopSignals> stop;
+    if (session.line.follow) {
+        stop.emplace([] { QCoreApplication::exit(Done); });
     }
     const QString path = logPath(row);
     LogPrinter printer(session);
@@ -270,14 +309,14 @@ ExitStatus showLog(const Session &session)
     if (!session.line.follow) {
         return Done;
     }
-    const StopSignals stop([] { QCoreApplication::exit(Done); });
-    LogView view(session, printer, row, position);
+    LogView view(session, printer, row, position, before);
     const auto ended = static_cast<ExitStatus>(QCoreApplication::exec());
     return view.finish() ? ended : Failed;
 }
 
 ExitStatus trace(const Session &session)
 {
+    const Moment before;
     ExitStatus status = Done;
     const ActivityRow row = rowOf(session, &status);
     if (row.activity.isEmpty()) {
@@ -294,7 +333,7 @@ ExitStatus trace(const Session &session)
 
     TraceKeeper keeper;
     KeeperReports reports(keeper);
-    LogView view(session, printer, row, size);
+    LogView view(session, printer, row, size, before);
     bool reported = false; // whether the keeper has said how it ended
     int stops = 0;
     const StopSignals stop([&] {
@@ -313,6 +352,7 @@ ExitStatus trace(const Session &session)
             const QByteArray &word = report.first;
             const QString &text = report.second;
             if (word == TraceReport::Begun) {
+                printer.beginCopy();
                 note(
                     session,
                     QStringLiteral("%1 is at %2 for %3; then it is %4 again. Ctrl-C ends it before")
@@ -341,8 +381,11 @@ ExitStatus trace(const Session &session)
                 write(presentProblem(busyText(activity, text), session.screens));
                 end(Failed);
             } else if (word == TraceReport::Refused) {
-                write(presentProblem(QStringLiteral("the level was not raised: ") + text,
-                                     session.screens));
+                Presentation refusal = presentProblem(
+                    QStringLiteral("the level was not raised: ") + text, session.screens);
+                refusal.errors += hintLine(QStringLiteral("What is wrong: loggerctl status"),
+                                           session.screens.errors);
+                write(refusal);
                 end(Failed);
             } else if (word == TraceReport::Failed) {
                 write(presentProblem(
@@ -353,16 +396,15 @@ ExitStatus trace(const Session &session)
         }
     };
     QObject::connect(&keeper, &QProcess::readyReadStandardOutput, &view, take);
-    QObject::connect(&keeper, QOverload<int, QProcess::ExitStatus>::of(&QProcess::finished), &view,
-                     [&] {
-                         take();
-                         if (!reported) {
-                             note(session,
-                                  QStringLiteral("the process that keeps the trace was ended; its "
-                                                 "level is put back by the next loggerctl"));
-                             end(Failed);
-                         }
-                     });
+    QObject::connect(
+        &keeper, QOverload<int, QProcess::ExitStatus>::of(&QProcess::finished), &view, [&] {
+            take();
+            if (!reported) {
+                note(session, QStringLiteral("the process that keeps the trace was ended"));
+                settle(session);
+                end(Failed);
+            }
+        });
     QObject::connect(&keeper, &QProcess::errorOccurred, &view, [&](QProcess::ProcessError error) {
         if (error == QProcess::FailedToStart) {
             note(session, QStringLiteral("the level was not raised: ") + keeper.errorString());

@@ -15,21 +15,18 @@
 
 namespace {
 
-/// Whether what was typed goes on until a person ends it.
-bool goesOn(const CommandLine &line)
+/// The connection to the bus. Its thread does not take the signals that end a trace in order.
+QDBusConnection connectToBus()
 {
-    return line.request.operation == Operation::Watch || line.request.operation == Operation::Trace
-        || line.follow;
+    const HeldStopSignals held;
+    return QDBusConnection::systemBus();
 }
 
 int ask(const CommandLine &line)
 {
-    if (goesOn(line)) {
-        holdStopSignals();
-    }
     Session session {
         line,
-        Caller {QDBusConnection::systemBus(), line.timeout, nullptr, nullptr},
+        Caller {connectToBus(), line.timeout, nullptr, nullptr},
         {screenOf(STDOUT_FILENO, line.color), screenOf(STDERR_FILENO, line.color), line.json}};
     // The bus library ignores it; `loggerctl ... | head` ends like any other program.
     static_cast<void>(std::signal(SIGPIPE, SIG_DFL));

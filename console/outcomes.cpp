@@ -9,6 +9,7 @@
 namespace {
 
 const QString separator = QStringLiteral(", ");
+constexpr qint64 givenUpAfter = 29000; // ms; the service gives an archive 30 s
 
 QString said(const QString &sentence, const Screen &screen)
 {
@@ -256,21 +257,27 @@ Presentation presentLevelChanges(const Request &request, const LevelChanges &cha
     return presentation;
 }
 
-Presentation presentArchive(const Archive &archive, const Screens &screens)
+Presentation presentArchive(const Archive &archive, const QString &copyProblem,
+                            const Screens &screens)
 {
     const QVariantMap answer = archive.reply.answer.toMap();
     QString problem;
-    if (!archive.answered) {
+    if (!copyProblem.isEmpty()) {
+        problem = QStringLiteral("no copy was made: ") + copyProblem;
+    } else if (!archive.answered) {
         problem = answer.value(QStringLiteral("msg")).toString();
     } else if (!archive.published || (archive.readable && !archive.complete)) {
-        problem = QStringLiteral("no archive was made: packing took longer than 30 s and was given "
-                                 "up. There is less to pack after: loggerctl delete");
+        problem = archive.elapsed >= givenUpAfter
+            ? QStringLiteral("no archive was made: packing took longer than 30 s and was given up. "
+                             "There is less to pack after: loggerctl delete")
+            : QStringLiteral("no whole archive was made, or not the web server's link to it: ")
+                + archiveLink;
     }
     Presentation presentation;
-    presentation.status = archive.done() ? Done : Failed;
+    presentation.status = problem.isEmpty() ? Done : Failed;
     if (screens.json) {
         QJsonObject object = QJsonObject::fromVariantMap(answer);
-        object.insert(QStringLiteral("ok"), archive.done());
+        object.insert(QStringLiteral("ok"), problem.isEmpty());
         object.insert(QStringLiteral("tries"), archive.tries);
         if (archive.done()) {
             object.insert(QStringLiteral("path"), archivePath);
@@ -278,7 +285,8 @@ Presentation presentArchive(const Archive &archive, const Screens &screens)
                 object.insert(QStringLiteral("size"), static_cast<double>(archive.size));
                 object.insert(QStringLiteral("files"), archive.files);
             }
-        } else {
+        }
+        if (!problem.isEmpty()) {
             object.insert(QStringLiteral("problem"), problem);
         }
         presentation.output = jsonLine(object, screens);
@@ -287,9 +295,7 @@ Presentation presentArchive(const Archive &archive, const Screens &screens)
         if (!archive.readable) {
             what += QStringLiteral("this user may not read it");
         } else {
-            what += sizeText(archive.size) + separator
-                + (archive.files == 1 ? QStringLiteral("1 file")
-                                      : QStringLiteral("%1 files").arg(archive.files));
+            what += sizeText(archive.size) + separator + countText(archive.files, "file", "files");
         }
         presentation.output
             = shownText(answer.value(QStringLiteral("msg")).toString(), screens.output)
@@ -297,7 +303,7 @@ Presentation presentArchive(const Archive &archive, const Screens &screens)
     }
     if (!archive.answered && !screens.json) {
         presentation.errors = shownText(problem, screens.errors);
-    } else if (!archive.done()) {
+    } else if (!problem.isEmpty()) {
         presentation.errors = said(problem, screens.errors);
     }
     if (!archive.answered) {
@@ -355,10 +361,12 @@ Presentation presentTrimming(const Request &request, const QString &text, int be
         return presentation;
     }
     presentation.output += shownText(
-        notice ? QStringLiteral("It had only %1 lines. Instead of them it holds the notice \"Only "
-                                "%1 lines in file : Defence.log \".")
-                     .arg(before)
-               : QStringLiteral("%1 lines are left.").arg(after),
+        notice
+            ? QString(QStringLiteral("It had only ") + countText(before, "line", "lines")
+                      + QStringLiteral(". Instead of them it holds the notice \"Only %1 lines in "
+                                       "file : Defence.log \".")
+                            .arg(before))
+            : countText(after, "line is left.", "lines are left."),
         screens.output);
     return presentation;
 }

@@ -24,8 +24,10 @@ Presentation presentRedirection(const Request &request, const Redirection &redir
 Presentation presentLevelChanges(const Request &request, const LevelChanges &changes,
                                  const Screens &screens);
 
-/// What became of an archive.
-Presentation presentArchive(const Archive &archive, const Screens &screens);
+/// What became of an archive, and of its copy: @p copyProblem says why none was made, when one was
+/// wanted.
+Presentation presentArchive(const Archive &archive, const QString &copyProblem,
+                            const Screens &screens);
 
 /// What became of @p request, a deletion of log files. @p removed are those that are gone.
 Presentation presentDeletion(const Request &request, const QString &text,

@@ -220,5 +220,5 @@ QString presentError(const QDBusError &error, const QString &service, bool timed
             : QStringLiteral("%1 cannot be asked (%2): look at its log").arg(service, error.name());
         break;
     }
-    return QStringLiteral("loggerctl: ") + reason + lineFeed;
+    return reason;
 }

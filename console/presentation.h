@@ -58,6 +58,6 @@ QString presentChange(const QVariantMap &event, const QString &time, const Scree
 /// Presents the new destination of an activity in the same way.
 QString presentMove(const ActivityRow &row, const QString &time, const Screens &screens);
 
-/// The line that says why there is no answer, and what to do about it. @p service is the name of
+/// Why there is no answer, and what to do about it, without a full stop. @p service is the name of
 /// the module that was asked; @p timedOut tells that all the @p seconds are over.
 QString presentError(const QDBusError &error, const QString &service, bool timedOut, int seconds);

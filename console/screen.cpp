@@ -69,20 +69,22 @@ QString wrapped(const QString &text, int width)
     static const QRegularExpression margin(QStringLiteral("^( *(?:\\S+(?: \\S+)*  +)?)"));
     QStringList lines;
     const QStringList whole = text.split(QLatin1Char('\n'));
-    for (const QString &line : whole) {
+    for (QString line : whole) {
         const auto columns = [](QString part) { return part.remove(colors).size(); };
         if (columns(line) <= width) {
             lines.append(line);
             continue;
         }
         // Below the second column of a list, if that leaves half of the screen.
-        const QString first = margin.match(line).captured();
-        int indent = columns(first);
+        int indent = columns(margin.match(line).captured());
         if (indent > width / 2) {
-            indent = 0;
-            while (indent < line.size() && line.at(indent) == QLatin1Char(' ')) {
-                ++indent;
-            }
+            constexpr int narrow = 2;
+            const int blanks = static_cast<int>(
+                std::distance(line.begin(), std::find_if(line.begin(), line.end(), [](QChar c) {
+                                  return c != QLatin1Char(' ');
+                              })));
+            indent = blanks > width / 2 ? narrow : blanks;
+            line.remove(0, blanks - indent);
         }
         QString current;
         bool empty = true; // whether nothing but the margin stands in it

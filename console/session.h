@@ -23,6 +23,9 @@ void note(const Session &session, const QString &text);
 /// Writes the line that says why there is no answer. @return Unreachable
 ExitStatus unreachable(const Session &session, const Reply &reply);
 
-/// Asks a person @p question, to be answered with y or n, where standard input and standard error
-/// are a terminal and --yes was not given. @return whether to go on
+/// Asks a person @p question, to be answered with y or n, where standard input is a terminal and
+/// --yes was not given. @return whether to go on
 bool confirm(const Session &session, const QString &question);
+
+/// Ends the traces that were left behind, and says so on standard error.
+void settle(const Session &session);

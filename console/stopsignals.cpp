@@ -19,18 +19,29 @@ sigset_t stopSignals()
     return stops;
 }
 
+void setStopSignals(int how)
+{
+    const sigset_t stops = stopSignals();
+    pthread_sigmask(how, &stops, nullptr);
+}
+
 int descriptorOfStopSignals()
 {
+    setStopSignals(SIG_BLOCK);
     const sigset_t stops = stopSignals();
     return signalfd(-1, &stops, SFD_CLOEXEC | SFD_NONBLOCK);
 }
 
 } // namespace
 
-void holdStopSignals()
+HeldStopSignals::HeldStopSignals()
 {
-    const sigset_t stops = stopSignals();
-    pthread_sigmask(SIG_BLOCK, &stops, nullptr);
+    setStopSignals(SIG_BLOCK);
+}
+
+HeldStopSignals::~HeldStopSignals()
+{
+    setStopSignals(SIG_UNBLOCK);
 }
 
 StopSignals::StopSignals(const std::function<void()> &stopped)

@@ -7,11 +7,18 @@
 
 #include <functional>
 
-/// Keeps SIGINT, SIGTERM and SIGHUP from ending the process, so that it can end in order. To be
-/// called before anything starts a thread: threads inherit it.
-void holdStopSignals();
+/// While it lives, SIGINT, SIGTERM and SIGHUP do not end the process. Threads that are started
+/// meanwhile never take them.
+class HeldStopSignals
+{
+public:
+    HeldStopSignals();
+    ~HeldStopSignals();
+    Q_DISABLE_COPY(HeldStopSignals)
+};
 
-/// Calls a function for each of those signals.
+/// Calls a function for each of those signals. Until then they end the process as usual, so that
+/// nothing that is waited for before keeps a person waiting.
 class StopSignals : public QObject
 {
 public:

@@ -54,9 +54,10 @@ public:
     {
         // The bus answers in order: when it has told this, it knows what we listen to.
         m_present = m_session.caller.bus.interface()->isServiceRegistered(loggerModuleService);
-        if (m_present) {
-            look();
-        } else {
+        if (m_present && !look()) {
+            return;
+        }
+        if (!m_present) {
             note(m_session, QStringLiteral("LoggerModule is not on the bus; waiting for it"));
         }
         if (m_present && m_session.screens.errors.terminal) {
@@ -95,18 +96,18 @@ private:
             QCoreApplication::exit(Failed);
         }
     }
-    void look()
+    /// @return false when this user may not look, which ends the program
+    bool look()
     {
-        if (m_looking) {
-            return; // the timer goes on while the answer is waited for, and asks again
-        }
-        m_looking = true;
         m_due = false;
         const Listing listing = listActivities(m_session.caller);
-        m_looking = false;
+        if (listing.reply.error.type() == QDBusError::AccessDenied) {
+            QCoreApplication::exit(unreachable(m_session, listing.reply));
+            return false;
+        }
         if (!listing.valid) {
             m_due = true; // look again
-            return;
+            return true;
         }
         for (const ActivityRow &row : listing.rows) {
             const ActivityRow *const before = findActivity(m_rows, row.activity);
@@ -115,6 +116,7 @@ private:
             }
         }
         m_rows = listing.rows;
+        return true;
     }
 
     Session m_session;
@@ -126,7 +128,6 @@ private:
     bool m_present = false; ///< whether the service is on the bus
     bool m_due
         = true; ///< whether the table may be another one: a level change may bring the backup
-    bool m_looking = false;
 };
 
 } // namespace

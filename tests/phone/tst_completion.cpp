@@ -62,7 +62,7 @@ void tst_Completion::offers_data()
     QTest::addColumn<QString>("wordBreaks");
     QTest::addColumn<QString>("offered");
 
-    const auto row = [](const char *line, const char *offered) {
+    const auto row = [](const char *line, const QByteArray &offered) {
         QTest::newRow(line) << "loggerctl "_s + QString::fromLatin1(line) << usualBreaks
                             << QString::fromLatin1(offered);
     };
@@ -70,19 +70,41 @@ void tst_Completion::offers_data()
         QTest::addRow("%s, other word breaks", line) << "loggerctl "_s + QString::fromLatin1(line)
                                                      << otherBreaks << QString::fromLatin1(offered);
     };
-    const char *const levels = "emerg err warning notice info debug";
+    const QByteArray levels = "emerg err warning notice info debug";
+    const QByteArray activities
+        = "defence LoggerModule Platform qvxaudio qvxbtmgr qvxsipua SettingsManager sipmmi "
+          "Telephony WebApp";
+    const QByteArray general = "--json --color --timeout --help --version";
+    row("",
+        "level log trace redirect levels status watch defence delete archive comment remote "
+        "factory-reset help");
     row("lev", "level levels");
-    row("logR", "logRemoteServer logRemoteServerProto logRemoteServerAddress logRemoteServerPort");
-    row("--json re", "redirect remote resetSyslogLevelsToErr");
+    row("logR", "");
+    row("--json re", "redirect remote");
     row("--t", "--timeout");
     row("level --j", "--json");
     row("--color ", "auto always never");
     row("--color=a", "auto always");
     withoutBreaks("--color=a", "--color=auto --color=always");
     row("--timeout ", "");
-    row("level ",
-        "defence LoggerModule Platform qvxaudio qvxbtmgr qvxsipua SettingsManager sipmmi "
-        "Telephony WebApp all");
+    row("log ", activities);
+    row("log qvxsipua -", "-n --lines -f --follow --grep " + general);
+    row("log -n 20 qvxa", "qvxaudio");
+    row("log -n ", "");
+    row("log --grep x sip", "sipmmi");
+    row("log qvxsipua ", "");
+    row("trace Tele", "Telephony");
+    row("trace qvxsipua ", levels);
+    row("trace qvxsipua debug ", "");
+    row("trace qvxsipua -", "--for -o --output --grep " + general);
+    row("trace qvxsipua --for ", "30s 10m 1h");
+    row("trace --for=1", "10m 1h");
+    row("trace -o ", "");
+    row("trace -o file qvxs", "qvxsipua");
+    row("status ", "");
+    row("status -", general);
+    row("factory-reset --y", "--yes");
+    row("level ", activities + " all");
     row("--timeout 9 level qvx", "qvxaudio qvxbtmgr qvxsipua");
     row("level qvxsipua ", levels);
     row("level all in", "info init");
@@ -103,12 +125,19 @@ void tst_Completion::offers_data()
     row("setSyslogLevels qvxsipua:err,sipmmi:w", "warning");
     withoutBreaks("setSyslogLevels qvxsipua:err,sipmmi:w", "qvxsipua:err,sipmmi:warning");
     row("defence 20 ", "read delete size");
+    row("defence 20 delete --", "--yes --json --color --timeout --help --version");
     row("delete ", "flash");
+    row("delete -y fl", "flash");
+    row("levels set --n", "--no-wait");
+    row("archive -", "-o --output " + general);
     row("comment sip", "sipmmi");
     row("logRemoteServer ", "true false");
     row("logRemoteServerProto ", "udp tcp");
     row("help arch", "archive");
+    row("help set", "");
+    row("help --a", "--all");
     row("watch ", "");
+    row("watch --s", "--since-start");
     row("nothing ", "");
     row("level $(touch", "");
     row("level *", "");

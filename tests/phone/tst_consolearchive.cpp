@@ -8,6 +8,7 @@
 #include "support/users.h"
 
 #include <QFile>
+#include <QFileInfo>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -37,6 +38,8 @@ private Q_SLOTS:
 
     void saysWhatItMade();
     void copies();
+    void copiesThatCannotBeMade_data();
+    void copiesThatCannotBeMade();
     void memberOfTheGroup();
     void archiveThatOnlyRootMayRead();
     void growingLogs_data();
@@ -92,6 +95,45 @@ void tst_ConsoleArchive::copies()
                  .status,
              1);
     QCOMPARE(Phone::read(copy), QByteArray("what was there before"));
+}
+
+void tst_ConsoleArchive::copiesThatCannotBeMade_data()
+{
+    QTest::addColumn<QString>("command");
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<QByteArray>("reason");
+    QTest::newRow("no directory") << "true"_s
+                                  << "/tmp/none/x"_s << QByteArray("No such file");
+    QTest::newRow("directory") << "true"_s
+                               << "/tmp"_s << QByteArray("no regular file");
+    // Root could put a file in its place.
+    QTest::newRow("FIFO") << "mkfifo /tmp/copy.fifo"_s
+                          << "/tmp/copy.fifo"_s << QByteArray("no regular file");
+    QTest::newRow("full disk") << "mkdir /tmp/full; mount -t tmpfs -o size=8k none /tmp/full; "
+                                  "head -c 20000 /dev/urandom >/var/log/random.log"_s
+                               << "/tmp/full/x"_s << QByteArray("No space left on device");
+}
+
+void tst_ConsoleArchive::copiesThatCannotBeMade()
+{
+    QFETCH(QString, command);
+    QFETCH(QString, path);
+    QFETCH(QByteArray, reason);
+    const Phone::Service service;
+    QCOMPARE(runProgram({"bash"_s, "-c"_s, command}).status, 0);
+    const Outcome outcome = console("--json archive -o " + path.toUtf8());
+    QCOMPARE(outcome.status, 1);
+    QVERIFY2(outcome.errors.startsWith("loggerctl: no copy was made: " + path.toUtf8() + ": ")
+                 && outcome.errors.contains(reason),
+             outcome.errors.constData());
+    const QJsonObject object = json(outcome.output).object();
+    QCOMPARE(object.value("ok"_s), QJsonValue(false));
+    QVERIFY(object.value("problem"_s).toString().startsWith("no copy was made: "_s));
+    QCOMPARE(object.value("path"_s), QJsonValue(archive));
+    QVERIFY(path == "/tmp"_s || !QFileInfo(path).isFile());
+    runProgram({"bash"_s, "-c"_s,
+                "umount /tmp/full; rm -rf /tmp/full /tmp/copy.fifo "
+                "/var/log/random.log"_s});
 }
 
 void tst_ConsoleArchive::memberOfTheGroup()

@@ -7,6 +7,7 @@
 #include "support/users.h"
 
 #include <QDateTime>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QTest>
 
@@ -64,6 +65,8 @@ private Q_SLOTS:
     void noBus();
     void userWithoutRights();
     void serviceThatHangs();
+    void waitThatIsGivenUp_data();
+    void waitThatIsGivenUp();
     void serviceThatDies();
 };
 
@@ -166,10 +169,15 @@ void tst_ConsoleBus::serviceAbsent()
 {
     Phone::stopBootedService();
     for (const char *const line :
-         {"level", "level qvxsipua debug", "levels get", "--json redirect", "delete", "archive",
+         {"level", "level qvxsipua debug", "levels get", "redirect", "delete", "archive",
           "defence 1 read", "comment a b", "logRemoteServer true"}) {
         QCOMPARE(whyNoAnswer(console(line)), notOnTheBus("LoggerModule"));
     }
+    const Outcome inJson = console("--json redirect");
+    QCOMPARE(inJson.status, 3);
+    QCOMPARE(json(inJson.output).object().value("ok"_s), QJsonValue(false));
+    QVERIFY(notOnTheBus("LoggerModule")
+                .contains(json(inJson.output).object().value("problem"_s).toString().toUtf8()));
     QCOMPARE(console("level --help").status, 0);
     QCOMPARE(console("remote").status, 0);
 }
@@ -203,6 +211,7 @@ void tst_ConsoleBus::userWithoutRights()
     QVERIFY(whyNoAnswer(asVisitor("level"_s))
                 .startsWith("loggerctl: the bus does not let this user call LoggerModule: "));
     QCOMPARE(asVisitor("--help"_s).status, 0);
+    QCOMPARE(whyNoAnswer(asVisitor("watch"_s)), whyNoAnswer(asVisitor("level"_s)));
 }
 
 void tst_ConsoleBus::serviceThatHangs()
@@ -219,6 +228,32 @@ void tst_ConsoleBus::serviceThatHangs()
     QVERIFY2(terminal.output().contains("\rpacking: 1 s, "), terminal.output().constData());
     QVERIFY(terminal.output().contains("within 3 s"));
     QCOMPARE(console("level").status, 0);
+}
+
+void tst_ConsoleBus::waitThatIsGivenUp_data()
+{
+    QTest::addColumn<QByteArray>("word");
+    QTest::newRow("level") << QByteArray("level");
+    QTest::newRow("log") << QByteArray("log");
+    QTest::newRow("log -f") << QByteArray("log -f");
+    QTest::newRow("trace") << QByteArray("trace");
+}
+
+void tst_ConsoleBus::waitThatIsGivenUp()
+{
+    QFETCH(QByteArray, word);
+    const Phone::Service service;
+    const auto pid = static_cast<pid_t>(service.pid());
+    QCOMPARE(::kill(pid, SIGSTOP), 0);
+    Terminal terminal(QByteArrayList {"loggerctl"} + word.split(' ') + QByteArrayList {"qvxsipua"});
+    const bool waits = terminal.waitFor("waiting for the answer");
+    QElapsedTimer time;
+    time.start();
+    terminal.type("\003");
+    terminal.waitForEnd();
+    QCOMPARE(::kill(pid, SIGCONT), 0);
+    QVERIFY(waits);
+    QVERIFY2(!time.hasExpired(25000), "Ctrl-C did not end it");
 }
 
 void tst_ConsoleBus::serviceThatDies()

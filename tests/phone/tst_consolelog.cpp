@@ -46,6 +46,7 @@ private Q_SLOTS:
     void newestLines_data();
     void newestLines();
     void inJson();
+    void anyByte();
     void notYetLogged();
     void otherPlaces_data();
     void otherPlaces();
@@ -54,10 +55,14 @@ private Q_SLOTS:
     void followsOverDeletion();
     void followsOverRotation();
     void followsOverRedirection();
+    void seesARedirectionLate();
     void followsAcrossThePlacesWithoutAFile();
     void losesNothing();
     void onATerminal();
     void readerThatGoesAway();
+
+    // It has a service of its own.
+    void asksAgainWhereItGoes();
 };
 
 void tst_ConsoleLog::initTestCase()
@@ -100,6 +105,16 @@ void tst_ConsoleLog::inJson()
     Phone::write(log, "a \"b\"\n\\c\n");
     QCOMPARE(console("--json log qvxsipua").output,
              QByteArray("{\"line\":\"a \\\"b\\\"\"}\n{\"line\":\"\\\\c\"}\n"));
+}
+
+void tst_ConsoleLog::anyByte()
+{
+    Phone::write(log, QByteArray("one\ntwo\0zero \xff\nthree\n", 21));
+    QCOMPARE(console("log qvxsipua").output, Phone::read(log));
+    QCOMPARE(console("log qvxsipua --grep zero").output.count('\n'), 1);
+    QCOMPARE(console("log qvxsipua --color always").output,
+             QByteArray("one\ntwo^@zero \xef\xbf\xbd\nthree\n"));
+    QVERIFY(console("--json log qvxsipua").output.contains("{\"line\":\"two\\u0000zero "));
 }
 
 void tst_ConsoleLog::notYetLogged()
@@ -219,6 +234,25 @@ void tst_ConsoleLog::followsOverRedirection()
     QVERIFY(QFile::remove("/var/log/elsewhere.log"_s));
 }
 
+void tst_ConsoleLog::seesARedirectionLate()
+{
+    const std::unique_ptr<RunningProgram> follower(following());
+    QVERIFY(arrives(*follower, "at home"));
+    follower->send(SIGSTOP);
+    const Outcome redirection = console("redirect qvxsipua ram late");
+    const bool written = QTest::qWaitFor(
+        [] {
+            Phone::logMessage("qvxsipua"_s, "local3"_s, "err"_s, "before it looked"_s);
+            return Phone::waitForContent("/var/log/late.log"_s, "before it looked", 300);
+        },
+        20000);
+    follower->send(SIGCONT);
+    QCOMPARE(redirection.status, 0);
+    QVERIFY(written);
+    QVERIFY(follower->waitForOutput("before it looked"));
+    QVERIFY(QFile::remove("/var/log/late.log"_s));
+}
+
 void tst_ConsoleLog::followsAcrossThePlacesWithoutAFile()
 {
     QCOMPARE(console("redirect qvxsipua udp 127.0.0.1 5999").status, 0);
@@ -280,6 +314,31 @@ void tst_ConsoleLog::readerThatGoesAway()
             return QTest::qWaitFor([&] { return pipe->output().contains("ended\n"); }, 300);
         },
         20000));
+}
+
+void tst_ConsoleLog::asksAgainWhereItGoes()
+{
+    const Phone::Service service;
+    const std::unique_ptr<RunningProgram> follower(following({"--timeout"_s, "1"_s}));
+    QVERIFY(arrives(*follower, "at home"));
+    // The service does not answer when the log moves.
+    const auto pid = static_cast<pid_t>(service.pid());
+    QCOMPARE(::kill(pid, SIGSTOP), 0);
+    Phone::write(
+        Phone::liveConfig + ".new"_s,
+        Phone::read(Phone::liveConfig).replace("/var/log/qvxsipua.log", "/var/log/moved.log"));
+    const bool moved = std::rename(QFile::encodeName(Phone::liveConfig + ".new"_s).constData(),
+                                   QFile::encodeName(Phone::liveConfig).constData())
+        == 0;
+    const Outcome meanwhile = console("--timeout 3 level");
+    const bool goesOn = arrives(*follower, "while nobody answers");
+    QCOMPARE(::kill(pid, SIGCONT), 0);
+    QVERIFY(moved);
+    QVERIFY(goesOn);
+    QCOMPARE(meanwhile.status, 3);
+    QVERIFY(follower->waitForErrors("loggerctl: qvxsipua goes to /var/log/moved.log now\n"));
+    QCOMPARE(follower->endBy(SIGINT), 0);
+    QCOMPARE(console("redirect all init").status, 0);
 }
 
 QTEST_GUILESS_MAIN(tst_ConsoleLog)

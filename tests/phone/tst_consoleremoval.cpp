@@ -139,7 +139,7 @@ void tst_ConsoleRemoval::saysWhatIsLeft_data()
 {
     QTest::addColumn<QByteArray>("output");
     QTest::addColumn<QByteArray>("log");
-    QTest::newRow("2") << QByteArray("[DEFENCE] delete 2 lines OK\n1 lines are left.\n")
+    QTest::newRow("2") << QByteArray("[DEFENCE] delete 2 lines OK\n1 line is left.\n")
                        << QByteArray("one\n");
     QTest::newRow("3") << QByteArray("[DEFENCE] delete 3 lines OK\n0 lines are left.\n")
                        << QByteArray();

@@ -49,6 +49,20 @@ bool nothingIsLeft()
         [] { return keeper() == 0 && QDir(notes).entryList(QDir::Files).isEmpty(); }, 20000);
 }
 
+/// Kills the one trace that goes on, console and keeper, before one can notice the end of the
+/// other.
+void killAll(RunningProgram &trace)
+{
+    trace.send(SIGSTOP);
+    const pid_t pid = keeper();
+    ::kill(pid, SIGKILL);
+    trace.endBy(SIGKILL);
+    // Until then it holds its note.
+    if (!QTest::qWaitFor([pid] { return !Processes::runs(pid); }, 20000)) {
+        qFatal("the keeper lives on");
+    }
+}
+
 RunningProgram *tracing(QStringList words = {"qvxsipua"_s})
 {
     return new RunningProgram(QStringList {"loggerctl"_s, "trace"_s} + words);
@@ -71,7 +85,10 @@ private Q_SLOTS:
     void endsWithTheTerminal();
     void endsWhenTheConsoleIsKilled();
     void outlivesItsKeeper();
+    void promiseThatCannotBeKeptYet();
+    void outsiderDoesNotHoldIt();
     void showsAndKeepsTheLog();
+    void copyOnAFullDisk();
     void secondTrace();
     void levelOfSomebodyElse();
     void refusals();
@@ -157,14 +174,43 @@ void tst_ConsoleTrace::outlivesItsKeeper()
     QVERIFY(trace->waitForErrors(begun.toUtf8()));
     QCOMPARE(::kill(keeper(), SIGKILL), 0);
     QCOMPARE(trace->waitForEnd(), 1);
-    QVERIFY2(trace->errors().endsWith("loggerctl: the process that keeps the trace was ended; its "
-                                      "level is put back by the next loggerctl\n"),
+    QVERIFY2(trace->errors().endsWith("loggerctl: the process that keeps the trace was ended\n"
+                                      "loggerctl: a trace of qvxsipua was cut short: its level is "
+                                      "err again\n"),
              trace->errors().constData());
-    const Outcome next = console("remote");
-    QCOMPARE(next.status, 0);
-    QCOMPARE(next.errors,
+    QCOMPARE(levelOf("qvxsipua"), QByteArray("err"));
+}
+
+void tst_ConsoleTrace::promiseThatCannotBeKeptYet()
+{
+    const std::unique_ptr<RunningProgram> trace(tracing({"qvxsipua"_s, "info"_s}));
+    QVERIFY(trace->waitForErrors("qvxsipua is at info"));
+    killAll(*trace);
+    // Without its level file no level can be set. Another trace does not forget the first.
+    const QString levelFile = Phone::facilityFile("qvxsipua"_s);
+    QVERIFY(QFile::rename(levelFile, levelFile + ".aside"_s));
+    const Outcome second = console("trace qvxsipua");
+    QVERIFY(QFile::rename(levelFile + ".aside"_s, levelFile));
+    QCOMPARE(second.status, 1);
+    QVERIFY2(second.errors.contains("its level could not be put back to err: Not a valid activity")
+                 && second.errors.contains("loggerctl: the level was not raised: "),
+             second.errors.constData());
+    QCOMPARE(console("level").errors,
              QByteArray("loggerctl: a trace of qvxsipua was cut short: its level is err again\n"));
     QCOMPARE(levelOf("qvxsipua"), QByteArray("err"));
+}
+
+void tst_ConsoleTrace::outsiderDoesNotHoldIt()
+{
+    if (!Users::exist()) {
+        return;
+    }
+    const std::unique_ptr<RunningProgram> trace(tracing());
+    QVERIFY(trace->waitForErrors(begun.toUtf8()));
+    const Outcome holding = runProgram(
+        Users::asVisitor({"flock"_s, "-n"_s, "-s"_s, notes + "qvxsipua.json"_s, "true"_s}));
+    QVERIFY2(holding.errors.contains("Permission denied"), holding.errors.constData());
+    QCOMPARE(trace->endBy(SIGINT), 0);
 }
 
 void tst_ConsoleTrace::showsAndKeepsTheLog()
@@ -188,6 +234,35 @@ void tst_ConsoleTrace::showsAndKeepsTheLog()
     QCOMPARE(impossible.status, 1);
     QVERIFY(impossible.errors.startsWith("loggerctl: /nonexistent/x: "));
     QCOMPARE(levelOf("qvxsipua"), QByteArray("err"));
+}
+
+void tst_ConsoleTrace::copyOnAFullDisk()
+{
+    QCOMPARE(runProgram({"bash"_s, "-c"_s,
+                         "mkdir /tmp/full && mount -t tmpfs -o size=4k none /tmp/full"_s})
+                 .status,
+             0);
+    const std::unique_ptr<RunningProgram> trace(
+        tracing({"qvxsipua"_s, "-o"_s, "/tmp/full/copy"_s}));
+    const bool hasBegun = trace->waitForErrors(begun.toUtf8());
+    const QString message(3000, QLatin1Char('x'));
+    const bool told = QTest::qWaitFor(
+        [&] {
+            Phone::logMessage("qvxsipua"_s, "local3"_s, "err"_s, message);
+            return QTest::qWaitFor(
+                [&] {
+                    return trace->errors().contains(
+                        "loggerctl: /tmp/full/copy: No space left on device\n");
+                },
+                300);
+        },
+        20000);
+    const int status = trace->waitForEnd();
+    runProgram({"bash"_s, "-c"_s, "umount /tmp/full; rmdir /tmp/full"_s});
+    QVERIFY(hasBegun);
+    QVERIFY2(told, trace->errors().constData());
+    QCOMPARE(status, 1);
+    QVERIFY(isSoonAt("qvxsipua", "err"));
 }
 
 void tst_ConsoleTrace::secondTrace()
@@ -230,7 +305,8 @@ void tst_ConsoleTrace::refusals()
     const Outcome lost = console("trace sipmmi");
     QCOMPARE(lost.status, 1);
     QCOMPARE(lost.errors,
-             QByteArray("loggerctl: the level was not raised: Not a valid activity : sipmmi\n"));
+             QByteArray("loggerctl: the level was not raised: Not a valid activity : sipmmi\n"
+                        "Hint: What is wrong: loggerctl status\n"));
 }
 
 void tst_ConsoleTrace::noNote()
@@ -265,8 +341,7 @@ void tst_ConsoleTrace::memberOfTheGroup()
     QVERIFY2(trace.waitForErrors(begun.toUtf8()), trace.errors().constData());
     QVERIFY(console("trace qvxsipua").errors.contains("traced already by technician"));
     // Root ends what a member left behind.
-    QCOMPARE(::kill(keeper(), SIGKILL), 0);
-    QCOMPARE(trace.waitForEnd(), 1);
+    killAll(trace);
     QVERIFY(console("level").errors.contains("a trace of qvxsipua was cut short"));
     QCOMPARE(levelOf("qvxsipua"), QByteArray("err"));
 }
@@ -297,8 +372,7 @@ void tst_ConsoleTrace::outlivesThePhone()
         Phone::Service service;
         const std::unique_ptr<RunningProgram> trace(tracing());
         QVERIFY(trace->waitForErrors(begun.toUtf8()));
-        QCOMPARE(::kill(keeper(), SIGKILL), 0);
-        QCOMPARE(trace->endBy(SIGKILL), -1);
+        killAll(*trace);
         QCOMPARE(::kill(static_cast<pid_t>(service.pid()), SIGKILL), 0);
         QCOMPARE(service.waitForEnd(), -1);
     }

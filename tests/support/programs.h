@@ -75,9 +75,10 @@ public:
             = m_process.state() == QProcess::NotRunning || m_process.waitForFinished(timeout);
         return ended && m_process.exitStatus() == QProcess::NormalExit ? m_process.exitCode() : -1;
     }
+    void send(int signal) { ::kill(static_cast<pid_t>(m_process.processId()), signal); }
     int endBy(int signal)
     {
-        ::kill(static_cast<pid_t>(m_process.processId()), signal);
+        send(signal);
         return waitForEnd();
     }
 

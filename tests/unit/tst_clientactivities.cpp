@@ -157,6 +157,8 @@ void tst_ClientActivities::meantNames()
     const QString name = QString::fromLatin1(QTest::currentDataTag());
     QTEST(meantActivity(rows, name), "meant");
     QTEST(nearestActivity(rows, name), "nearest");
+    // An activity whose name is like the word for all of them is not meant by it.
+    QCOMPARE(meantActivity({{"All"_s, "err"_s, "file"_s, "/x"_s}}, "all"_s), "all"_s);
 }
 
 void tst_ClientActivities::whatIsDifferent()

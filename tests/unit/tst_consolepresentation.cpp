@@ -114,8 +114,7 @@ void tst_ConsolePresentation::wideTableTakesTwoLines()
                  .section(QLatin1Char('\n'), 2),
              "  "_s + destination + "\n"_s + "a"_s.leftJustified(32) + "err      file  /x\n"_s);
     QCOMPARE(formatActivityTable({rows.last()}, plainTerminal),
-             QString(30, QLatin1Char('b')) + "  debug *\n  file "_s
-                 + destination + "\n"_s);
+             QString(30, QLatin1Char('b')) + "  debug *\n  file "_s + destination + "\n"_s);
     // A word that is wider than the screen stays in one piece.
     const QString wide(100, QLatin1Char('d'));
     QVERIFY(formatActivityTable({{"a"_s, "err"_s, "file"_s, wide}}, plainTerminal).contains(wide));
@@ -138,6 +137,8 @@ void tst_ConsolePresentation::linesBreakAtBlanks_data()
                                  << "  name  its\n        description\n        is long"_s;
     QTest::newRow("wide first column") << "  a-long-name  descriptions so"_s
                                        << "  a-long-name\n  descriptions so"_s;
+    QTest::newRow("second column alone") << "            1234567 90123456789"_s
+                                         << "  1234567\n  90123456789"_s;
     QTest::newRow("long word") << "a 1234567890123456789012345 b"_s
                                << "a\n1234567890123456789012345\nb"_s;
     QTest::newRow("colours") << "\033[33m12345678\033[0m 90123456789 x"_s
@@ -247,9 +248,7 @@ void tst_ConsolePresentation::errors()
     const QDBusError error(call.createErrorReply(name, "text\nof two lines"_s));
     const QString line = presentError(error, "The module"_s, timedOut, 7);
     QVERIFY2(line.contains(part), qPrintable(line));
-    QVERIFY(line.startsWith("loggerctl: "_s));
-    QCOMPARE(line.count(QLatin1Char('\n')), 1);
-    QVERIFY(line.endsWith(QLatin1Char('\n')));
+    QVERIFY(!line.contains(QLatin1Char('\n')));
 }
 
 void tst_ConsolePresentation::visibleText_data()

@@ -58,6 +58,13 @@ void tst_Health::problems_data()
             health.serviceProblem = "no.such.name"_s;
         },
         {"LoggerModule does not answer (no.such.name)"_s});
+    row("service that this user may not ask",
+        [](Health &health) {
+            health.serviceRuns = false;
+            health.listed = false;
+            health.serviceProblem = "org.freedesktop.DBus.Error.AccessDenied"_s;
+        },
+        {"This user may not ask LoggerModule"_s, "the group quorvix"_s});
     row("no table",
         [](Health &health) {
             health.listed = false;
@@ -71,6 +78,8 @@ void tst_Health::problems_data()
             health.daemonRuns = false;
         },
         {"no pid file /var/run/syslog-ng.pid"_s, "-p /var/run/syslog-ng.pid"_s});
+    row("stopped", [](Health &health) { health.daemonStopped = true; },
+        {"syslog-ng is stopped"_s, "kill -CONT 7"_s});
     row("other process", [](Health &health) { health.daemonRuns = false; },
         {"process 7 of its pid file is not syslog-ng"_s});
     row("broken configuration", [](Health &health) { health.configuration = Acceptance::Refused; },

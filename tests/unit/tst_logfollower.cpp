@@ -5,6 +5,7 @@
 #include "support/literal.h"
 
 #include <QDir>
+#include <QElapsedTimer>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -20,6 +21,8 @@ private Q_SLOTS:
     void newest_data();
     void newest();
     void newestOfAManyBlocks();
+    void newestOfOneLongLine();
+    void textBehindNul();
     void wanted_data();
     void wanted();
     void linesAsTheyAreFinished();
@@ -29,6 +32,7 @@ private Q_SLOTS:
     void deletion();
     void truncation();
     void otherPath();
+    void otherPathAndBack();
     void noRegularFile();
 
 private:
@@ -106,6 +110,28 @@ void tst_LogFollower::newestOfAManyBlocks()
     QCOMPARE(newestLines(file, content.size(), 20000, QString()), lines.mid(10001));
     QCOMPARE(newestLines(file, content.size(), 1000000, QString()), lines);
     QCOMPARE(newestLines(file, content.size(), 2, "line 70"_s).size(), 2);
+}
+
+void tst_LogFollower::newestOfOneLongLine()
+{
+    // A file without line feeds, as a power cut leaves it, takes no longer than other files.
+    constexpr qint64 size = 100000000;
+    QFile file(path());
+    QVERIFY(file.open(QIODevice::ReadWrite));
+    QVERIFY(file.resize(size));
+    QElapsedTimer time;
+    time.start();
+    const QByteArrayList lines = newestLines(file, size, 10, QString());
+    QVERIFY2(!time.hasExpired(20000), QByteArray::number(time.elapsed()).constData());
+    QCOMPARE(lines.size(), 1);
+    QCOMPARE(qint64(lines.first().size()), size);
+}
+
+void tst_LogFollower::textBehindNul()
+{
+    const QByteArray line("a\0b \xc3\xbc", 6);
+    QCOMPARE(textOf(line), QString("a"_s + QChar() + "b "_s + QChar(0xfc)));
+    QVERIFY(isWanted(line, "b "_s));
 }
 
 void tst_LogFollower::wanted_data()
@@ -223,6 +249,21 @@ void tst_LogFollower::otherPath()
     append("four\n", "y.log");
     QCOMPARE(follower.poll(), QByteArrayList {"four"});
     QCOMPARE(follower.path(), QString());
+}
+
+void tst_LogFollower::otherPathAndBack()
+{
+    append("one\n");
+    append("", "y.log");
+    LogFollower follower;
+    follower.follow(path(), 4);
+    follower.follow(path("y.log"), 0);
+    append("two\nthr");
+    QCOMPARE(follower.poll(), QByteArrayList {"two"});
+    follower.follow(path(), 4);
+    append("ee\nfour\n");
+    QCOMPARE(follower.poll(), (QByteArrayList {"three", "four"}));
+    QCOMPARE(follower.poll(), QByteArrayList());
 }
 
 void tst_LogFollower::noRegularFile()

@@ -172,7 +172,7 @@ private:
         const QByteArrayList all = m_follower.poll();
         for (const QByteArray &line : all) {
             if (isWanted(line, m_grep)) {
-                lines.append(QString::fromUtf8(line));
+                lines.append(textOf(line));
             }
             if (lines.size() == linesAtOnce) {
                 send("lines", {{QStringLiteral("lines"), lines}});

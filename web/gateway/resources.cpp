@@ -340,7 +340,7 @@ QJsonArray linesAsJson(const QByteArrayList &lines)
 {
     QJsonArray array;
     for (const QByteArray &line : lines) {
-        array.append(QString::fromUtf8(line));
+        array.append(textOf(line));
     }
     return array;
 }
