@@ -241,8 +241,10 @@ class Handler(BaseHTTPRequestHandler):
             if self.phone.present:
                 stream.put(("activities", self.phone.activities()))
             if stream.log:
-                stream.put(("log", self.newest(self.phone.known(stream.log), stream.lines,
-                                               stream.grep)))
+                log = self.newest(self.phone.known(stream.log), stream.lines, stream.grep)
+                if self.phone.plain:
+                    del log["lines"]
+                stream.put(("log", log))
         self.send_response(200)
         self.send_header("Content-Type", "text/event-stream")
         self.send_header("Cache-Control", "no-store")

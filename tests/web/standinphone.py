@@ -39,6 +39,7 @@ class Phone:
         # What POST /standin may set.
         self.present = True
         self.gone = False
+        self.plain = False  # whether the newest lines have to be asked for
         self.slow = 0
         self.ahead = 0  # s that its clock is before others
         self.stuck = []

@@ -119,6 +119,13 @@ class Losses(StateTest):
         lines = self.texts("#log .log-line")
         self.assertEqual(len([line for line in lines if "written in the loss" in line]), 1)
 
+    def test_newest_lines_that_have_to_be_asked_for(self):
+        self.order(plain=True, lines=[["qvxsipua", "written before"]])
+        self.click('tr[data-activity="qvxsipua"] .acts button')
+        self.wait_text("#log .log-line", "written before")
+        self.order(lines=[["qvxsipua", "written meanwhile"]])
+        self.wait_text("#log .log-line", "written meanwhile")
+
     def test_page_opened_without_the_service(self):
         self.order(present=False)
         self.browser.get(self.place.url)

@@ -82,7 +82,7 @@ function showPlace({ file, place }) {
 function showNewest(answer, lines) {
   showPlace(answer);
   held = [];
-  replace(lines, answer.file === undefined
+  replace(lines, answer.problem ? answer.problem : answer.file === undefined
     ? `Its messages go to ${answer.place ?? 'no file'}: nothing of them can be read here.`
     : grep ? `No line contains ${grep} yet.` : 'There are no lines yet.');
 }
