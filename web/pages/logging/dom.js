@@ -96,13 +96,12 @@ export function say(kind, text, { said, list = [] } = {}) {
     close: () => box.remove(),
   };
   const messages = byId('messages');
-  for (const old of messages.querySelectorAll('[data-kind="good"]')) {
+  // What somebody does next makes older outcomes old; news by themselves hide no trouble.
+  const over = kind === 'good' ? '[data-kind="good"]' : ':not([data-kind="busy"])';
+  for (const old of messages.querySelectorAll(`:scope > ${over}`)) {
     old.remove();
   }
   messages.prepend(box);
-  while (messages.children.length > 3) {
-    messages.lastElementChild.remove();
-  }
   handle.change(kind, text, { said, list });
   return handle;
 }
