@@ -405,12 +405,15 @@ void tst_Gateway::traceOfTheConsole()
 
 void tst_Gateway::events()
 {
-    Phone::write("/var/log/qvxsipua.log"_s, "before\n");
-    RunningProgram stream({"curl"_s, "-sN"_s, "--digest"_s, "-u"_s, Web::credentials(),
-                           "http://127.0.0.1/logging/api/events?log=qvxsipua&grep=wanted"_s});
-    QVERIFY(stream.waitForOutput("event: service\ndata: {\"present\":true}\n\n"));
+    Phone::write("/var/log/qvxsipua.log"_s, "wanted before\nbefore\nwanted last\n");
+    RunningProgram stream(
+        {"curl"_s, "-sN"_s, "--digest"_s, "-u"_s, Web::credentials(),
+         "http://127.0.0.1/logging/api/events?log=qvxsipua&grep=wanted&lines=1"_s});
+    QVERIFY(stream.waitForOutput("event: service\ndata: {\"now\":"));
+    QVERIFY(stream.waitForOutput("\"present\":true}\n\n"));
     QVERIFY(stream.waitForOutput("event: activities\ndata: {\"activities\":["));
-    QVERIFY(stream.waitForOutput("event: log\ndata: {\"file\":\"/var/log/qvxsipua.log\"}\n\n"));
+    QVERIFY(stream.waitForOutput("event: log\ndata: {\"file\":\"/var/log/qvxsipua.log\","
+                                 "\"lines\":[\"wanted last\"]}\n\n"));
     QFile log("/var/log/qvxsipua.log"_s);
     QVERIFY(log.open(QIODevice::Append));
     log.write("not this\nthis is wanted\n");
@@ -420,7 +423,8 @@ void tst_Gateway::events()
     QVERIFY(stream.waitForOutput(
         "event: level\ndata: {\"activity\":\"sipmmi\",\"level\":\"debug\"}\n\n"));
     Phone::text("redirect"_s, {"qvxsipua"_s, "udp"_s, "10.1.2.3"_s, 514});
-    QVERIFY(stream.waitForOutput("event: log\ndata: {\"place\":\"udp 10.1.2.3 port(514)\"}\n\n"));
+    QVERIFY(stream.waitForOutput(
+        "event: log\ndata: {\"lines\":[],\"place\":\"udp 10.1.2.3 port(514)\"}\n\n"));
     QVERIFY(!stream.output().contains("before"));
 }
 

@@ -354,10 +354,10 @@ void tst_WebSecurity::streamKnowsTheService()
 {
     RunningProgram stream({"curl"_s, "-sN"_s, "--digest"_s, "-u"_s, Web::credentials(),
                            "http://127.0.0.1/logging/api/events"_s});
-    QVERIFY(stream.waitForOutput("data: {\"present\":false}\n"));
+    QVERIFY(stream.waitForOutput("\"present\":false}\n"));
     {
         const Phone::Service service;
-        QVERIFY(stream.waitForOutput("data: {\"present\":true}\n"));
+        QVERIFY(stream.waitForOutput("\"present\":true}\n"));
         QVERIFY(stream.waitForOutput("event: activities\n"));
     }
     QVERIFY(QTest::qWaitFor([&stream] { return stream.output().count("\"present\":false") == 2; },

@@ -12,11 +12,14 @@
 #include <QCoreApplication>
 #include <QDBusConnectionInterface>
 #include <QDBusServiceWatcher>
+#include <QDateTime>
 #include <QElapsedTimer>
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QTimer>
+
+#include <algorithm>
 
 #include <poll.h>
 #include <unistd.h>
@@ -27,6 +30,7 @@ constexpr int lookEvery = 200; // ms
 constexpr qint64 sizesEvery = 2000; // ms
 constexpr qint64 sayEvery = 15000; // ms; so that nobody on the way gives the connection up
 constexpr int linesAtOnce = 1000;
+constexpr int mostLines = 2000;
 
 /// Writes events as they happen.
 class Stream : public QObject
@@ -38,6 +42,7 @@ public:
         : m_caller(caller),
           m_activity(request.query.queryItemValue(QStringLiteral("log"), QUrl::FullyDecoded)),
           m_grep(request.query.queryItemValue(QStringLiteral("grep"), QUrl::FullyDecoded)),
+          m_lines(request.query.queryItemValue(QStringLiteral("lines")).toInt()),
           m_follower(readableDirectories()),
           m_owner(loggerModuleService, caller.bus,
                   QDBusServiceWatcher::WatchForRegistration
@@ -77,7 +82,9 @@ private:
     {
         m_present = present;
         m_due = present;
-        send("service", {{QStringLiteral("present"), present}});
+        send("service",
+             {{QStringLiteral("present"), present},
+              {QStringLiteral("now"), static_cast<double>(QDateTime::currentMSecsSinceEpoch())}});
     }
     void send(const char *name, const QJsonObject &data)
     {
@@ -108,7 +115,7 @@ private:
         }
         sendLines();
         if (m_said.hasExpired(sayEvery)) {
-            write(": here\n\n");
+            send("beat", {}); // a comment would not be seen by the page
         }
         if (m_asking || !m_present) {
             return; // not while the service is away: the bus would start it for the question
@@ -160,11 +167,28 @@ private:
         if (place == m_place) {
             return;
         }
-        m_follower.follow(file,
-                          sizes.contains(file) || m_place.isNull() ? sizes.value(file, 0)
-                                                                   : QFileInfo(file).size());
+        const bool first = m_place.isNull();
         m_place = place;
-        send("log", {{file.isEmpty() ? QStringLiteral("place") : QStringLiteral("file"), place}});
+        QJsonObject log {
+            {file.isEmpty() ? QStringLiteral("place") : QStringLiteral("file"), place}};
+        QJsonArray lines;
+        qint64 position = sizes.contains(file) ? sizes.value(file) : QFileInfo(file).size();
+        const std::unique_ptr<QFile> opened
+            = file.isEmpty() ? nullptr : openLog(file, readableDirectories());
+        if (opened) {
+            // What comes after these lines is followed.
+            position = first ? opened->size() : std::min(position, opened->size());
+            const int count = qBound(0, m_lines, mostLines);
+            lines = linesAsJson(newestLines(*opened, position, count, m_grep));
+        } else if (!file.isEmpty() && QFileInfo::exists(file)) {
+            log.insert(QStringLiteral("problem"),
+                       QString(QStringLiteral("This log cannot be read by the page: ") + file));
+        } else {
+            position = 0;
+        }
+        log.insert(QStringLiteral("lines"), lines);
+        m_follower.follow(file, position);
+        send("log", log);
     }
     void sendLines()
     {
@@ -187,6 +211,7 @@ private:
     Caller m_caller;
     QString m_activity;
     QString m_grep;
+    int m_lines; ///< how many of the newest lines the place of the log comes with
     LogFollower m_follower;
     QDBusServiceWatcher m_owner;
     ConfigurationWatch m_configuration;

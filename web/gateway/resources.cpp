@@ -336,15 +336,6 @@ int numberOf(const WebRequest &request, const char *name, int otherwise, int mos
     return isNumber ? qBound(0, number, most) : otherwise;
 }
 
-QJsonArray linesAsJson(const QByteArrayList &lines)
-{
-    QJsonArray array;
-    for (const QByteArray &line : lines) {
-        array.append(textOf(line));
-    }
-    return array;
-}
-
 Answer readLog(const WebRequest &request, const Caller &caller)
 {
     constexpr int usual = 200;
@@ -576,6 +567,15 @@ Answer changeTrace(const WebRequest &request, const Caller &caller)
 }
 
 } // namespace
+
+QJsonArray linesAsJson(const QByteArrayList &lines)
+{
+    QJsonArray array;
+    for (const QByteArray &line : lines) {
+        array.append(textOf(line));
+    }
+    return array;
+}
 
 QString fileOf(const ActivityRow &row)
 {

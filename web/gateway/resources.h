@@ -6,6 +6,9 @@
 #include "client/service.h"
 #include "request.h"
 
+#include <QByteArrayList>
+#include <QJsonArray>
+
 /// Answers @p request, but for the stream of events. Blocks until the service has answered.
 Answer answerTo(const WebRequest &request, const Caller &caller);
 
@@ -23,3 +26,6 @@ QString fileOf(const ActivityRow &row);
 
 /// Below which directories logs are read, each with "/" at its end.
 QStringList readableDirectories();
+
+/// The lines of a log as JSON texts.
+QJsonArray linesAsJson(const QByteArrayList &lines);
