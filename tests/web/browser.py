@@ -67,6 +67,9 @@ class StandIn:
     def log(self, activity, text):
         self.order(lines=[[activity, text]])
 
+    def set_offline(self, browser, offline):
+        browser.set_offline(offline)
+
     def set_service(self, present):
         self.order(present=present)
 
@@ -110,6 +113,14 @@ class Box:
 
     def log(self, activity, text):
         self.control("comment", activity, text)
+
+    def set_offline(self, browser, offline):
+        """Cuts the connection: what the browser only pretends does not end an open stream."""
+        command = os.environ.get("PAGE_CUT" if offline else "PAGE_MEND")
+        if command:
+            subprocess.run(command, shell=True, check=True, timeout=DEADLINE)
+        else:
+            browser.set_offline(offline)
 
     def set_service(self, present):
         command = os.environ.get("PAGE_START" if present else "PAGE_STOP")

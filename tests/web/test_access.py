@@ -46,9 +46,9 @@ class Accessibility(PageTest):
 
     def test_connection_lost(self):
         self.expected = ["ERR_INTERNET_DISCONNECTED", "ERR_NETWORK_CHANGED"]
-        self.addCleanup(self.browser.set_offline, False)
+        self.addCleanup(self.place.set_offline, self.browser, False)
         self.browser.set_dark(False)
-        self.browser.set_offline(True)
+        self.place.set_offline(self.browser, True)
         self.wait(lambda: self.state() == "lost", "the loss is shown")
         self.check_accessibility("connection lost")
         self.assertIn("No connection", self.text("#alarm"))

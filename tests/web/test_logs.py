@@ -190,13 +190,13 @@ class StayTrue(PageTest):
 
     def test_lost_connection(self):
         self.expected = ["ERR_INTERNET_DISCONNECTED", "ERR_NETWORK_CHANGED"]
-        self.addCleanup(self.browser.set_offline, False)
-        self.browser.set_offline(True)
+        self.addCleanup(self.place.set_offline, self.browser, False)
+        self.place.set_offline(self.browser, True)
         self.wait(lambda: self.state() == "lost", "the loss is shown")
         self.assertTrue(self.find("#absent").is_displayed())
         self.assertEqual(self.find("#apply").get_attribute("aria-disabled"), "true")
         self.place.set_level("Platform", "notice")
-        self.browser.set_offline(False)
+        self.place.set_offline(self.browser, False)
         self.wait(lambda: self.state() == "live", "it recovers")
         self.wait_level("Platform", "notice")
         self.assertFalse(self.find("#absent").is_displayed())

@@ -28,7 +28,7 @@ namespace {
 
 constexpr int lookEvery = 200; // ms
 constexpr qint64 sizesEvery = 2000; // ms
-constexpr qint64 sayEvery = 15000; // ms; so that nobody on the way gives the connection up
+constexpr qint64 sayEvery = 4000; // ms; after three of them that stay out, a page is alone
 constexpr int linesAtOnce = 1000;
 constexpr int mostLines = 2000;
 
@@ -61,6 +61,7 @@ public:
         m_said.start();
         m_sized.start();
         setPresent(m_caller.bus.interface()->isServiceRegistered(loggerModuleService));
+        send("beat", {});
         m_timer.start(lookEvery);
         look();
     }

@@ -126,7 +126,7 @@ export class Events extends EventTarget {
   // A cable that was pulled ends no connection; the beats that stay out tell.
   #check() {
     const state = this.#source?.readyState;
-    const silent = state === EventSource.OPEN && this.#beats && Date.now() - this.#heard > 40000;
+    const silent = state === EventSource.OPEN && this.#beats && Date.now() - this.#heard > 12000;
     const stuck = state === EventSource.CONNECTING && Date.now() - this.#begun > 20000;
     if (silent || stuck) {
       this.#lose();
