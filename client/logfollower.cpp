@@ -14,6 +14,7 @@ namespace {
 
 constexpr qint64 block = 1 << 16;
 constexpr int blocksPerPoll = 64; // then the reader prints what it has
+constexpr int longestLine = 64 << 20; // bytes
 constexpr qint64 longestQuiet = 5000; // ms; a reload of the daemon takes less
 
 /// Whether the name @p path stands for the file that @p file has open.
@@ -67,7 +68,7 @@ bool isWanted(const QByteArray &line, const QString &text)
                                  text == text.toLower() ? Qt::CaseInsensitive : Qt::CaseSensitive);
 }
 
-QByteArrayList newestLines(QFile &file, qint64 size, int count, const QString &text)
+QByteArrayList newestLines(QFile &file, qint64 size, int count, const QString &text, qint64 most)
 {
     QByteArrayList lines;
     QByteArrayList pieces; // of the line that goes on before the last block that was read
@@ -80,7 +81,7 @@ QByteArrayList newestLines(QFile &file, qint64 size, int count, const QString &t
         }
     };
     qint64 position = size;
-    while (position > 0 && lines.size() < count) {
+    while (position > 0 && lines.size() < count && size - position < most) {
         const qint64 begin = std::max<qint64>(0, position - block);
         if (!file.seek(begin)) {
             return lines;
@@ -178,6 +179,10 @@ void LogFollower::readOn(Source &source, QByteArrayList *lines)
             start = feed + 1;
         }
         source.begun.remove(0, start);
+        if (source.begun.size() > longestLine) {
+            lines->append(source.begun); // in pieces
+            source.begun.clear();
+        }
     }
 }
 

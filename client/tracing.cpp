@@ -9,7 +9,11 @@
 
 void TraceKeeper::begin(const QString &activity, const QString &level, int seconds, bool alone)
 {
-    setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    if (alone) {
+        setStandardErrorFile(QProcess::nullDevice()); // nobody's, when the starting process is gone
+    } else {
+        setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    }
     start(QStringLiteral(TRACEKEEPER_PATH),
           QStringList {activity, level, QString::number(seconds)}
               + (alone ? QStringList {QStringLiteral("alone")} : QStringList()));

@@ -46,6 +46,7 @@ private Q_SLOTS:
     void paths_data();
     void paths();
     void queries();
+    void readsOfOtherSites();
     void changes();
     void refusals_data();
     void refusals();
@@ -85,9 +86,25 @@ void tst_GatewayRequest::queries()
 {
     Answer refused;
     const WebRequest request
-        = readRequest(get("/logs/x?lines=5&grep=a%26b%20%C3%BC"), QByteArray(), &refused);
+        = readRequest(get("/logs/x?lines=5&grep=a%26b+%2B%20%C3%BC"), QByteArray(), &refused);
     QCOMPARE(request.query.queryItemValue("lines"_s), "5"_s);
-    QCOMPARE(request.query.queryItemValue("grep"_s, QUrl::FullyDecoded), "a&b \xc3\xbc"_s);
+    QCOMPARE(request.query.queryItemValue("grep"_s, QUrl::FullyDecoded), "a&b + \xc3\xbc"_s);
+}
+
+void tst_GatewayRequest::readsOfOtherSites()
+{
+    for (const char *const site : {"cross-site", "same-site", "same-origin", "none"}) {
+        const bool own = site[0] == 'n' || QByteArray(site) == "same-origin";
+        Answer refused;
+        CgiVariables variables = get("/logs/x");
+        variables.insert("HTTP_SEC_FETCH_SITE", site);
+        static_cast<void>(readRequest(variables, QByteArray(), &refused));
+        QCOMPARE(refused.status, own ? 0 : 403);
+        // A link to the page is followed from anywhere.
+        variables.insert("REQUEST_URI", "/logging/");
+        static_cast<void>(readRequest(variables, QByteArray(), &refused));
+        QCOMPARE(refused.status, 0);
+    }
 }
 
 void tst_GatewayRequest::changes()

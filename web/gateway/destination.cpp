@@ -53,12 +53,16 @@ Request destinationRequest(const QJsonObject &body, Answer *wrong)
     if (to == QLatin1String("udp") || to == QLatin1String("tcp")) {
         const bool isAddress
             = matches(address, "((25[0-5]|2[0-4][0-9]|1[0-9]{2}|[1-9]?[0-9])(\\.(?!$)|$)){4}");
-        if (!isAddress
-            && (!matches(address, "[A-Za-z]([.-]?[A-Za-z0-9]+)+") || address.size() > 253)) {
+        constexpr int longestName = 253; // RFC 1035
+        if (address.size() > longestName
+            || (!isAddress && !matches(address, "[A-Za-z]([.-]?[A-Za-z0-9])+"))) {
             *wrong = badValue(QStringLiteral("A log server is an IPv4 address or a host name"),
                               "address");
-        } else if (port < 1 || port > highestPort || port != static_cast<int>(port)) {
+            return {};
+        }
+        if (port < 1 || port > highestPort || port != static_cast<int>(port)) {
             *wrong = badValue(QStringLiteral("A port is a number from 1 to 65535"), "port");
+            return {};
         }
         return {Operation::RedirectToServer, {activity, to, address}, static_cast<int>(port)};
     }

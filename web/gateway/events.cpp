@@ -6,6 +6,7 @@
 #include "client/configurationwatch.h"
 #include "client/logfiles.h"
 #include "client/logfollower.h"
+#include "client/tracing.h"
 #include "client/words.h"
 #include "resources.h"
 
@@ -31,6 +32,7 @@ constexpr qint64 sizesEvery = 2000; // ms
 constexpr qint64 sayEvery = 4000; // ms; after three of them that stay out, a page is alone
 constexpr int linesAtOnce = 1000;
 constexpr int mostLines = 2000;
+constexpr qint64 mostScanned = 64 << 20; // bytes of a log
 
 /// Writes events as they happen.
 class Stream : public QObject
@@ -135,6 +137,7 @@ private:
         m_due = false;
         const Listing listing = listActivities(m_caller);
         if (listing.valid) {
+            settleTraces(m_caller); // those that were cut short, while somebody looks
             m_rows = listing.rows;
             m_remote = remoteAsJson(m_caller);
         }
@@ -180,7 +183,7 @@ private:
             // What comes after these lines is followed.
             position = first ? opened->size() : std::min(position, opened->size());
             const int count = qBound(0, m_lines, mostLines);
-            lines = linesAsJson(newestLines(*opened, position, count, m_grep));
+            lines = linesAsJson(newestLines(*opened, position, count, m_grep, mostScanned));
         } else if (!file.isEmpty() && QFileInfo::exists(file)) {
             log.insert(QStringLiteral("problem"),
                        QString(QStringLiteral("This log cannot be read by the page: ") + file));

@@ -11,6 +11,7 @@
 #include <QJsonDocument>
 #include <QTextCodec>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 
@@ -20,6 +21,7 @@ namespace {
 
 constexpr int usualTimeout = 100; // s for a call
 constexpr int second = 1000; // ms
+constexpr int firstViewTimeout = 3000; // ms
 constexpr unsigned longestRequest = 300; // s, for all that is no stream
 
 void write(const QByteArray &bytes)
@@ -103,8 +105,15 @@ int main(int argc, char *argv[])
     const Caller caller {QDBusConnection::systemBus(),
                          (timeout > 0 ? timeout : usualTimeout) * second, nullptr, nullptr};
     static_cast<void>(std::signal(SIGPIPE, SIG_IGN)); // the bus library has its own opinion
+    if (!caller.bus.isConnected()) {
+        writeAnswer(refusal(503, QStringLiteral("The phone's message bus is not running")));
+        return EXIT_SUCCESS;
+    }
     if (request.path.isEmpty() && !request.change) {
-        const QByteArray page = filledPage(activities(caller));
+        // A page that says what is wrong is better than none.
+        Caller brief = caller;
+        brief.timeout = std::min(caller.timeout, firstViewTimeout);
+        const QByteArray page = filledPage(activities(brief));
         writeAnswer(page.isNull() ? 500 : 200, "text/html; charset=utf-8", page);
         return EXIT_SUCCESS;
     }

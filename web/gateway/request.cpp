@@ -76,7 +76,15 @@ WebRequest readRequest(const CgiVariables &variables, const QByteArray &body, An
             request.path.append(QUrl::fromPercentEncoding(part));
         }
     }
-    request.query = QUrlQuery(QString::fromLatin1(variables.value("QUERY_STRING")));
+    // A form writes a blank as "+".
+    request.query = QUrlQuery(
+        QString::fromLatin1(QByteArray(variables.value("QUERY_STRING")).replace("+", "%20")));
+    const QByteArray site = variables.value("HTTP_SEC_FETCH_SITE");
+    if (!request.path.isEmpty() && (site == "cross-site" || site == "same-site")) {
+        // It would not get the answer; it is not to have the work done either.
+        *refused = refusal(Forbidden, QStringLiteral("This is for the phone's own page only"));
+        return request;
+    }
     if (!request.change) {
         return request;
     }

@@ -16,10 +16,11 @@
 #include <QDateTime>
 #include <QElapsedTimer>
 #include <QFileInfo>
-#include <QRegularExpression>
+#include <QScopeGuard>
 #include <QStorageInfo>
 #include <QThread>
 
+#include <algorithm>
 #include <csignal>
 
 #include <pwd.h>
@@ -340,6 +341,7 @@ Answer readLog(const WebRequest &request, const Caller &caller)
 {
     constexpr int usual = 200;
     constexpr int most = 2000;
+    constexpr qint64 mostScanned = 64 << 20; // bytes
     const QString activity = request.path.at(1);
     const Listing listing = listActivities(caller);
     if (!listing.valid) {
@@ -363,7 +365,8 @@ Answer readLog(const WebRequest &request, const Caller &caller)
             QStringLiteral("lines"),
             linesAsJson(newestLines(
                 *file, file->size(), numberOf(request, "lines", usual, most),
-                request.query.queryItemValue(QStringLiteral("grep"), QUrl::FullyDecoded))));
+                request.query.queryItemValue(QStringLiteral("grep"), QUrl::FullyDecoded),
+                mostScanned)));
     } else if (QFileInfo::exists(path)) {
         answer.body.insert(problem,
                            QString(QStringLiteral("This log cannot be read by the page: ") + path));
@@ -490,7 +493,10 @@ Answer beginTrace(const QJsonObject &body, const Caller &caller)
     if (findActivity(listing.rows, activity) == nullptr) {
         return noActivity(activity);
     }
+    settleTraces(caller); // one that was cut short would stand in the way
     TraceKeeper keeper;
+    // Whatever becomes of this request, the keeper goes on to its end.
+    const auto letGo = qScopeGuard([&keeper] { keeper.abandon(); });
     keeper.begin(activity, level, static_cast<int>(seconds), true);
     QElapsedTimer time;
     time.start();
@@ -502,7 +508,6 @@ Answer beginTrace(const QJsonObject &body, const Caller &caller)
         const QByteArray word = line.left(line.indexOf(' ') < 0 ? line.size() : line.indexOf(' '));
         const QString rest = QString::fromUtf8(line.mid(word.size() + 1));
         if (word == TraceReport::Begun) {
-            keeper.abandon();
             const std::optional<TraceNote> note = traceNote(activity);
             Answer answer;
             answer.body = {{ok, true},
@@ -521,7 +526,11 @@ Answer beginTrace(const QJsonObject &body, const Caller &caller)
             return {200, {{ok, false}, {problem, rest}}};
         }
     }
-    return refusal(ServiceFailed, QStringLiteral("The trace could not be begun"));
+    // The level is put back by the keeper, should it be raised after all.
+    keeper.terminate();
+    return keeper.state() == QProcess::Running
+        ? refusal(NoAnswer, QStringLiteral("The trace was not begun in time"))
+        : refusal(ServiceFailed, QStringLiteral("The trace could not be begun"));
 }
 
 Answer endTrace(const QString &activity, const Caller &caller)
@@ -532,7 +541,9 @@ Answer endTrace(const QString &activity, const Caller &caller)
     if (!note || !isTraced(activity)) {
         return refusal(NotFound, activity + QStringLiteral(" is not being traced"), activityKey);
     }
-    if (note->user != ownUser() || note->keeper <= 1
+    QFile name(QStringLiteral("/proc/%1/comm").arg(note->keeper));
+    const bool keeps = name.open(QIODevice::ReadOnly) && name.readAll() == "tracekeeper\n";
+    if (note->user != ownUser() || note->keeper <= 1 || !keeps
         || kill(static_cast<pid_t>(note->keeper), SIGTERM) != 0) {
         return refusal(
             Conflict,
@@ -551,9 +562,10 @@ Answer endTrace(const QString &activity, const Caller &caller)
     }
     const ActivityRow *const row = findActivity(listing.rows, activity);
     Answer answer;
-    answer.body = {{ok, !isTraced(activity)},
-                   {QStringLiteral("level"), row != nullptr ? row->level : QString()}};
-    if (isTraced(activity)) {
+    // The note goes when the level is back.
+    const bool left = traceNote(activity).has_value();
+    answer.body = {{ok, !left}, {QStringLiteral("level"), row != nullptr ? row->level : QString()}};
+    if (left) {
         answer.body.insert(problem, QStringLiteral("The level has not been put back yet"));
     }
     return answer;
@@ -586,12 +598,23 @@ QString fileOf(const ActivityRow &row)
 
 QStringList readableDirectories()
 {
-    return {ramLogDirectory, QStringLiteral("/log/")};
+    // Where they lead, on a phone that has links in their places.
+    QStringList directories;
+    for (const QString &directory : {ramLogDirectory, QStringLiteral("/log/")}) {
+        const QString place = QFileInfo(directory).canonicalFilePath();
+        if (place.size() > 1) {
+            directories.append(place + QLatin1Char('/'));
+        }
+    }
+    return directories.isEmpty() ? QStringList {ramLogDirectory} : directories;
 }
 
 QJsonValue remoteAsJson(const Caller &caller)
 {
-    const Reply settings = caller.ask({Operation::ShowRemote, {}, 0});
+    constexpr int shortTimeout = 2000; // ms; the table does not wait for another module
+    Caller brief = caller;
+    brief.timeout = std::min(caller.timeout, shortTimeout);
+    const Reply settings = brief.ask({Operation::ShowRemote, {}, 0});
     return settings.error.isValid()
         ? QJsonValue()
         : QJsonValue(QJsonObject::fromVariantMap(settings.answer.toMap()));
@@ -649,7 +672,8 @@ Answer answerTo(const WebRequest &request, const Caller &caller)
     static const QStringList known {QStringLiteral("activities"),   QStringLiteral("levels"),
                                     QStringLiteral("destinations"), QStringLiteral("logs"),
                                     QStringLiteral("traces"),       QStringLiteral("events")};
-    return known.contains(name) && (one || name == QLatin1String("logs"))
+    return known.contains(name)
+            && (one || (name == QLatin1String("logs") && request.path.size() == 2))
         ? refusal(BadMethod,
                   change ? QStringLiteral("This can only be read")
                          : QStringLiteral("This can only be changed"))
