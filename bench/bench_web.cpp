@@ -138,6 +138,7 @@ int main(int argc, char *argv[])
     QVector<double> calls;
     QVector<double> requests;
     QVector<double> starts;
+    QVector<double> connectedStarts;
     for (int run = 0; run < runs; ++run) {
         calls.append(
             Measure::time([] { static_cast<void>(Measure::call(QStringLiteral("level"))); }));
@@ -148,6 +149,8 @@ int main(int argc, char *argv[])
             }
         }));
         starts.append(Measure::time([] { Measure::run(QStringLiteral(EMPTY_PROGRAM), {}); }));
+        connectedStarts.append(Measure::time(
+            [] { Measure::run(QStringLiteral(EMPTY_PROGRAM), {QStringLiteral("bus")}); }));
     }
     const double call = Measure::median(calls);
     const double request = Measure::median(requests);
@@ -155,7 +158,12 @@ int main(int argc, char *argv[])
     Measure::print("the table on the bus", call, runs);
     Measure::print("the table over HTTP", request, runs);
     Measure::print("the start of an empty Qt program", start, runs);
-    Measure::printRatio("what HTTP adds to that start", (request - call) / start, 1.0);
+    const double connected = Measure::median(connectedStarts);
+    Measure::print("of one that is connected to the bus", connected, runs);
+    Measure::printRatio("what HTTP adds to an empty program's start", (request - call) / start,
+                        1.0);
+    Measure::printRatio("to that of one that is connected", (request - call) / connected, "none",
+                        true);
 
     {
         Connection page("/logging/api/events");
