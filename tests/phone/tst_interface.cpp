@@ -49,9 +49,8 @@ QString introspection()
 /// The <interface> element of the tests' own copy of the contract.
 QString contractInterface()
 {
-    const QString contract = QString::fromUtf8(
-        Phone::read(QStringLiteral(TEST_DATA_DIR "/../contract/"
-                                                 "com.corvane.Quorvix.QVXInterface.xml")));
+    const QString contract = QString::fromUtf8(Phone::read(
+        Phone::testsFile(QStringLiteral("contract/com.corvane.Quorvix.QVXInterface.xml"))));
     return contract.mid(contract.indexOf(QLatin1String("  <interface ")))
         .remove(QStringLiteral("</node>\n"));
 }
@@ -153,8 +152,8 @@ void tst_Interface::installedDescriptionIsTheContract()
 {
     QCOMPARE(Phone::read(QStringLiteral(
                  "/usr/share/dbus-1/interfaces/com.corvane.Quorvix.QVXInterface.xml")),
-             Phone::read(QStringLiteral(TEST_DATA_DIR "/../contract/"
-                                                      "com.corvane.Quorvix.QVXInterface.xml")));
+             Phone::read(Phone::testsFile(
+                 QStringLiteral("contract/com.corvane.Quorvix.QVXInterface.xml"))));
 }
 
 void tst_Interface::onlyAdaptorsAreExported_data()

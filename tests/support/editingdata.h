@@ -12,7 +12,8 @@ namespace EditingData {
 /// The file @p name with @p ending.
 inline QByteArray file(const QString &name, const QString &ending)
 {
-    const QByteArray bytes = Phone::read(QStringLiteral(TEST_DATA_DIR "/editing/") + name + ending);
+    const QByteArray bytes
+        = Phone::read(Phone::testsFile(QStringLiteral("data/editing/") + name + ending));
     if (bytes.isEmpty()) {
         qFatal("no data %s", qPrintable(name));
     }

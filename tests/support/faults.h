@@ -33,7 +33,7 @@ namespace Faults {
 /// The folder with programs that stand in for the phone's own; @p name is one of its entries.
 inline QString fake(const QString &name)
 {
-    return QStringLiteral(TEST_DATA_DIR "/../phone/fakes/") + name;
+    return Phone::testsFile(QStringLiteral("phone/fakes/") + name);
 }
 
 /// What is at @p path: the file's bytes, or in angle brackets that it is none.

@@ -46,6 +46,16 @@ QString textOf(const QDBusMessage &reply)
 
 } // namespace
 
+QString testsFile(const QString &name)
+{
+    return QStringLiteral(TESTS_DIR "/") + name;
+}
+
+QString probeProgram()
+{
+    return QStringLiteral(PROBE_PROGRAM);
+}
+
 bool isBox()
 {
     return QFile::exists(QStringLiteral("/run/phone")) && QFile::exists(facilityDirectory);

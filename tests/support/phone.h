@@ -33,6 +33,11 @@ const QString serviceInterface = QStringLiteral("com.corvane.Quorvix.QVXInterfac
 /// before it touches the machine's own files.
 bool isBox();
 
+/// The file or folder @p name below tests/ in the source tree.
+QString testsFile(const QString &name);
+/// The probe module of this build.
+QString probeProgram();
+
 /// Calls a method of the service and waits for its answer, for at most 60 s.
 QDBusMessage call(const QString &method, const QVariantList &arguments = {});
 

@@ -24,7 +24,7 @@ public:
         : m_name(words.first())
     {
         m_process.setProcessEnvironment(environment);
-        m_process.start(QStringLiteral(PROBE_PROGRAM), words);
+        m_process.start(Phone::probeProgram(), words);
         if (!m_process.waitForStarted()) {
             qFatal("cannot start the probe module");
         }
