@@ -15,7 +15,7 @@ NAME = "com.corvane.Quorvix.LoggerModule"
 PATH = "/com/corvane/Quorvix/LoggerModule"
 INTERFACE = "com.corvane.Quorvix.QVXInterface"
 SERVICE = "/usr/bin/QVXApplication/LoggerModule"
-SECONDS = 8
+SECONDS = 120
 
 
 def require_box():

@@ -1,0 +1,104 @@
+#!/usr/bin/python3
+"""Each command of the documents and manual pages is run in the phone, or stands below with the reason
+why not.
+SPDX-License-Identifier: MIT"""
+import os
+import pathlib
+import re
+import shutil
+import subprocess
+import sys
+import unittest
+
+from commands import try_command
+from document import INTERFACE, PROJECT, blocks, manual_commands, spans
+from phone import require_box, reset
+
+DOCUMENTS = ["README.md", "docs/INTERFACE.md", "docs/INTEGRATION.md", "docs/WEB.md"]
+MANUALS = ["docs/man/LoggerModule.8", "docs/man/logappli.conf.5", "console/man/loggerctl.1"]
+# What is not run here, and why. A line that fits no command any more is an error.
+NOT_RUN = {
+    r"\./phone (demo|test) ": "makes a phone itself: box.cli",
+    r"cmake --preset package && ": "builds: box.package",
+    r"\(?cd build/package && cpack -G DEB": "builds: box.package",
+    r"DESTDIR=\S+ cmake --install ": "builds: box.package",
+    r"cmake --preset package -D": "builds with what the machine has not",
+    r"cmake (--install build/dev|-S \. -B|--build build/against)": "builds: box.platform",
+    r"syslog-ng -f /etc/syslog-ng/phone.conf ": "runs already; test_troubles starts it so",
+    r"include \"": "a line of a configuration, which the box's has",
+    r"(chgrp|chmod) \S+ /usr/libexec/loggermodule/web": "the box has done so: box.package",
+    r"loggerctl trace$": "the name of a word, in a sentence",
+    r"loggerctl .* \| jq ": "jq is not needed by anything else",
+    r"grep -c 'SettingsManager ": "needs a phone without settings: test_settings",
+}
+# In manual pages: what a file holds.
+CONTENTS = re.compile(r"(# (BEGIN|END) |(destination|filter|log) .*\{|\d+$|file\(|facility signature)")
+# Examples in code that need something around them.
+PROGRAMS_OF_OTHER_TESTS = {"dbus.service": "test_settings"}
+
+
+def commands_of(name):
+    path = PROJECT / name
+    if name in MANUALS:
+        return [command for command in manual_commands(path) if not CONTENTS.match(command[1])]
+    return [command for block in blocks(path) if block.kind == "sh" for command in block.commands()
+            ] + spans(path, "loggerctl ")
+
+
+def why_not(command):
+    return next((pattern for pattern in NOT_RUN if re.match(pattern, command)), None)
+
+
+class Commands(unittest.TestCase):
+    def setUp(self):
+        reset()
+
+    def test_each_command_succeeds(self):
+        left_out = set()
+        count = 0
+        for name in DOCUMENTS + MANUALS:
+            for number, command in commands_of(name):
+                reason = why_not(command)
+                if reason:
+                    left_out.add(reason)
+                elif command.startswith("busctl ") and not shutil.which("busctl"):
+                    print(f"not run, there is no busctl (systemd): {name}:{number}", file=sys.stderr)
+                else:
+                    count += 1
+                    try_command(self, f"{name}:{number}", command)
+        self.assertEqual(set(NOT_RUN) - left_out, set())
+        self.assertGreater(count, 40)
+
+    def test_python(self):
+        programs = ["\n".join(block.lines) for block in blocks(INTERFACE) if block.kind == "python"]
+        self.assertEqual(len(programs), 3)
+        for program in programs:
+            if any(mark in program for mark in PROGRAMS_OF_OTHER_TESTS):
+                continue
+            with self.subTest(program=program):
+                subprocess.run(["python3", "-c", program], check=True, stdout=subprocess.DEVNULL)
+
+    def test_qt(self):
+        client = pathlib.Path(os.environ["PHONE_BUILD_DIR"], "tests", "documentedclient")
+        outcome = subprocess.run([client], check=False, stdout=subprocess.PIPE, encoding="utf-8")
+        self.assertEqual(outcome.stdout, "Level debug for facility : qvxsipua OK\n")
+        self.assertEqual(outcome.returncode, 0)
+
+
+class Links(unittest.TestCase):
+    """The installed documents point at nothing but what is installed beside them."""
+
+    def test_installed_documents(self):
+        place = pathlib.Path("/usr/share/doc/loggermodule")
+        names = sorted(place.glob("*.md"))
+        self.assertIn("INTERFACE.md", [name.name for name in names])
+        for name in names:
+            text = name.read_text(encoding="utf-8")
+            for target in re.findall(r"\]\((?!https?:)([^)#]+)", text):
+                with self.subTest(document=name.name, target=target):
+                    self.assertTrue((place / target).exists())
+
+
+if __name__ == "__main__":
+    require_box()
+    unittest.main()
