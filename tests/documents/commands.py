@@ -29,7 +29,7 @@ def shell(command):
     """The status of a command, and all it has written."""
     if ENDLESS.search(command):
         # It is told to end when it has had the time to fail.
-        command = f"timeout --signal=INT --preserve-status 1 {command}"
+        command = f"timeout --signal=INT --preserve-status 0.5 {command}"
     outcome = subprocess.run(["bash", "-c", command], stdin=subprocess.DEVNULL, check=False,
                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT, timeout=SECONDS,
                              encoding="utf-8", errors="replace")

@@ -15,7 +15,8 @@ def documented_texts():
     for line in INTERFACE.read_text(encoding="utf-8").splitlines():
         if line.startswith("#"):
             section = line.lstrip("# ")
-        in_table = line.startswith("|") and (in_table or bool(re.match(r"\| (Answer|Text) \|", line)))
+        begins = re.match(r"\| (Answer|Text) \|", line)
+        in_table = line.startswith("|") and bool(in_table or begins)
         row = re.match(r"\| `(.*?)` \|", line)
         if in_table and row:
             texts.append((section, row[1].replace("␣", " ").replace("↵", "\n")))
@@ -72,7 +73,8 @@ def blocks(path):
             if not block:
                 block = Block("sh", list(headings), number)
                 found.append(block)
-            block.lines.append(stripped if not block.lines or not line.startswith(" " * 8) else line)
+            goes_on = block.lines and line.startswith(" " * 8)
+            block.lines.append(line if goes_on else stripped)
         elif stripped:
             block = None
             if line.startswith("#"):
@@ -92,6 +94,12 @@ def spans(path, beginning):
             found += [(number, text) for text in re.findall(r"`([^`]+)`", line)
                       if text.startswith(beginning)]
     return found
+
+
+def chapter(path, number):
+    """The heading of the second rank above a line."""
+    lines = path.read_text(encoding="utf-8").splitlines()[:number]
+    return next((line[3:] for line in reversed(lines) if line.startswith("## ")), "")
 
 
 def manual_commands(path):

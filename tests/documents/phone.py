@@ -51,6 +51,11 @@ def service_pid():
         "GetConnectionUnixProcessID", "s", (NAME,)))
 
 
+def reload_daemon():
+    pid = pathlib.Path("/var/run/syslog-ng.pid").read_text(encoding="ascii").strip()
+    run("kill", "-HUP", pid)
+
+
 def reset():
     """Every file of the configuration as the set-up script makes it."""
     for path in (LIVE, BACKUP, *FACILITIES.glob("*")):
@@ -59,4 +64,4 @@ def reset():
         elif path.exists() or path.is_symlink():
             path.unlink()
     run("/etc/init.d/autoConfigSyslog", "start")
-    run("kill", "-HUP", pathlib.Path("/var/run/syslog-ng.pid").read_text(encoding="ascii").strip())
+    reload_daemon()

@@ -15,8 +15,8 @@ from phone import (BACKUP, FACILITIES, INTERFACE, LIVE, PATH, call, require_box,
                    service_pid)
 
 HEADER = "   ACTIVITY           LEVEL      SUPPORT           DESTINATION \n"
-REPAIRED = ("OK  -- but configuration file was corrupted : qvxsipua restored to predefined values -- "
-            "use level or redirect command to verify your log config ")
+REPAIRED = ("OK  -- but configuration file was corrupted : qvxsipua restored to predefined values "
+            "-- use level or redirect command to verify your log config ")
 OWN = {"activity": "qvxsipua", "check": "OK"}
 FILE = {**OWN, "destination": 'file("/var/log/sip.log")'}
 SERVER = {**OWN, "destination": 'udp("10.1.2.3" port(514))'}
@@ -55,11 +55,14 @@ def changed(change, back):
 def program_without_level_file(directory):
     """The program of an activity is there, and its level file is not."""
     program = pathlib.Path(directory, "qvxsipua")
+    is_new = not program.parent.exists()
     program.parent.mkdir(exist_ok=True)
     program.touch()
     (FACILITIES / "qvxsipua.conf").unlink()
     yield
     program.unlink()
+    if is_new:
+        program.parent.rmdir()
 
 
 @contextlib.contextmanager
@@ -110,7 +113,8 @@ class Answers(unittest.TestCase):
                 self.assertEqual(answer.count("\n"), 11)
                 answer = answer[:len(HEADER)] + "{rows}"
             self.assertEqual(answer, text)
-        reset()
+        if state:
+            reset()
 
     def lists(self):
         for name in ("level", "redirect"):
@@ -129,19 +133,23 @@ class Answers(unittest.TestCase):
         self.expect(LEVEL, "level restore succcess", ("level", "all", "restore"))
         self.expect(LEVEL, "level restore failed", ("level", "all", "restore"),
                     state=after(BACKUP.unlink))
-        self.assertFalse((reset(), BACKUP.unlink(), call("level", "all", "restore"), LIVE.exists())[-1])
+        BACKUP.unlink()
+        call("level", "all", "restore")
+        self.assertFalse(LIVE.exists())
         reset()
         self.expect(LEVEL, "Not a valid activity : {activity}", ("level", "nobody", "debug"),
                     {"activity": "nobody"})
         self.expect(LEVEL, "[level] level not valid: {level}", ("level", "qvxsipua", "init"),
                     {"level": "init"})
-        self.expect(LEVEL, "file configuration access error", debug, state=after(break_configuration))
+        self.expect(LEVEL, "file configuration access error", debug,
+                    state=after(break_configuration))
         self.expect(LEVEL, ONE_CORRUPTED + "file restored to predefined value !{check}", debug, OWN,
                     after(break_level_file))
         self.expect(LEVEL, "One ore more facility config file corrupted -- restored to predefined "
                     "value ! -- Use level or redirect command to verify your log config", every,
                     state=after(break_level_file))
-        self.expect(LEVEL, "No logger configuration file !!", every, state=after(lose_configuration))
+        self.expect(LEVEL, "No logger configuration file !!", every,
+                    state=after(lose_configuration))
         for directory, check in (("/usr/bin/QVXApplication", REPAIRED),
                                  ("/usr/lib/QVXApplication", " " + REPAIRED)):
             self.seen.add(("The check of an activity", check.replace("qvxsipua", "{activity}")))
@@ -159,13 +167,14 @@ class Answers(unittest.TestCase):
         self.expect(REDIRECT, every, ("redirect", "all", "V24"), {"destination": "V24"})
         self.expect(REDIRECT, "All facilities redirected to predefined values ",
                     ("redirect", "all", "init"))
-        self.expect(REDIRECT, "Destination not valid --parameter init can only be used with activity "
-                    "all !", ("redirect", "qvxsipua", "init"))
+        self.expect(REDIRECT, "Destination not valid --parameter init can only be used with "
+                    "activity all !", ("redirect", "qvxsipua", "init"))
         self.expect(REDIRECT, "not a valid activity : {activity}", ("redirect", "nobody", "V24"),
                     {"activity": "nobody"})
         self.expect(REDIRECT, "[REDIRECT] Destination not valid: {destination}",
                     ("redirect", "qvxsipua", "v24"), {"destination": "v24"})
-        self.expect(REDIRECT, ALL_CORRUPTED, ("redirect", "all", "init"), state=after(break_level_file))
+        self.expect(REDIRECT, ALL_CORRUPTED, ("redirect", "all", "init"),
+                    state=after(break_level_file))
 
     def supports(self):
         words = ("redirect", "qvxsipua", "ram", "sip")
@@ -177,10 +186,11 @@ class Answers(unittest.TestCase):
                     ("redirect", "qvxsipua", "ram", "../x"))
         self.expect(SUPPORT, "Not a valid support type -- can be : ram - flash or usertty",
                     ("redirect", "qvxsipua", "RAM", "x"))
-        self.expect(SUPPORT, "not a valid activity : {activity}", ("redirect", "nobody", "ram", "x"),
-                    {"activity": "nobody"})
+        self.expect(SUPPORT, "not a valid activity : {activity}",
+                    ("redirect", "nobody", "ram", "x"), {"activity": "nobody"})
         self.expect(SUPPORT, " [redirect] destination parameters not valid: {destination}",
-                    ("redirect", "qvxsipua", "ram", "(x)"), {"destination": 'file("/var/log/(x).log")'})
+                    ("redirect", "qvxsipua", "ram", "(x)"),
+                    {"destination": 'file("/var/log/(x).log")'})
         self.expect(SUPPORT, ONE_CORRUPTED + "restored to predefined value !", words,
                     state=after(break_level_file))
         self.expect(SUPPORT, ALL_CORRUPTED + "OK", every, state=after(break_level_file))
@@ -214,7 +224,8 @@ class Answers(unittest.TestCase):
         self.assertEqual(call("defence", 1, "read"), "two\n")
         self.expect(log, "[DEFENCE] Total messages saved in flash sector:{count}",
                     ("defence", 0, "size"), {"count": "2"})
-        self.expect(log, "[DEFENCE] delete {count} lines OK", ("defence", 1, "delete"), {"count": "1"})
+        self.expect(log, "[DEFENCE] delete {count} lines OK", ("defence", 1, "delete"),
+                    {"count": "1"})
         self.expect(log, "bad input parameter(s) -- use : defence --help command, for more "
                     "information", ("defence", 1, "Read"))
         self.expect(log, "[DEFENCE] impossible to open in read/write mode/log/Defence.log",
@@ -225,7 +236,8 @@ class Answers(unittest.TestCase):
         self.expect(ram, "All logs files removed in /var/log/ directory.", ("deleteTmpLogFiles",))
         self.expect(ram, "No Log file to remove in /var/log/ directory", ("deleteTmpLogFiles",),
                     state=moved_away("/var/log"))
-        self.expect(flash, "All logs files removed in " + both + ".", ("deleteTmpLogFiles", "flash"))
+        self.expect(flash, "All logs files removed in " + both + ".",
+                    ("deleteTmpLogFiles", "flash"))
         self.expect(flash, "No Log file to remove in " + both, ("deleteTmpLogFiles", "flash"),
                     state=moved_away("/var/log", "/log/flash"))
         self.expect(flash, "Wrong parameter in deleteTmpLogFileWithParameter",
@@ -236,6 +248,7 @@ class Answers(unittest.TestCase):
         for part in (self.lists, self.levels, self.destinations, self.supports, self.servers,
                      self.others):
             part()
+            reset()
         wanted = {text for text in documented_texts() if text[0] != "Texts that never come"}
         self.assertEqual(wanted - self.seen, set())
 

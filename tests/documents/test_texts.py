@@ -1,6 +1,5 @@
 #!/usr/bin/python3
-"""The texts that docs/INTERFACE.md says are those of the program: none is missing there, and none is
-written differently.
+"""The texts of docs/INTERFACE.md are those of the program: none is missing, none is another.
 SPDX-License-Identifier: MIT"""
 import re
 import sys
@@ -102,7 +101,8 @@ def is_built_from(text, parts):
     """Whether the text can be cut into some of the parts."""
     reachable = {0}
     for end in range(1, len(text) + 1):
-        if any(text.endswith(part, 0, end) and end - len(part) in reachable for part in parts if part):
+        if any(part and text.endswith(part, 0, end) and end - len(part) in reachable
+               for part in parts):
             reachable.add(end)
     return len(text) in reachable
 

@@ -1,6 +1,6 @@
 #!/usr/bin/python3
-"""docs/TROUBLESHOOTING.md: each cause is brought about, its commands show what the document says, and
-the cure helps.
+"""docs/TROUBLESHOOTING.md: each cause is brought about, its commands show what the document says,
+and the cure helps.
 SPDX-License-Identifier: MIT"""
 import os
 import pathlib
@@ -153,6 +153,8 @@ class Troubles(unittest.TestCase):
                 else:
                     try_command(self, f"TROUBLESHOOTING.md:{number}", command)
         NO_DAEMON.back()
+        if cause == "The caller is not in the group":
+            run("gpasswd", "--delete", "visitor", "quorvix")
         if os.path.ismount("/var/log"):
             # So small a room is never enough for the console.
             run("umount", "--lazy", "/var/log")

@@ -11,7 +11,7 @@ import dbus
 
 from commands import shell, try_command
 from document import INTERFACE, blocks
-from phone import NAME, require_box, reset, run, service_pid, wait_until
+from phone import NAME, reload_daemon, require_box, reset, run, service_pid, wait_until
 
 POLICY = pathlib.Path("/etc/dbus-1/system.d/com.corvane.Quorvix.SettingsManager.conf")
 LOG = pathlib.Path("/var/log/LoggerModule.log")
@@ -25,6 +25,12 @@ def block(kind, mark):
 
 def has_owner(name):
     return dbus.SystemBus().name_has_owner(name)
+
+
+def use_policy(text):
+    POLICY.write_text(text, encoding="utf-8")
+    dbus.SystemBus().call_blocking("org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                   "org.freedesktop.DBus", "ReloadConfig", "", ())
 
 
 def end_booted(name, pid):
@@ -46,7 +52,7 @@ class SettingsService(unittest.TestCase):
         recorded = pathlib.Path("/run/phone/SettingsManager.pid").read_text(encoding="ascii")
         end_booted("SettingsManager", int(recorded))
         LOG.unlink(missing_ok=True)
-        run("kill", "-HUP", pathlib.Path("/var/run/syslog-ng.pid").read_text(encoding="ascii").strip())
+        reload_daemon()
         start_anew()
         command = next(text for found in blocks(INTERFACE) for _, text in found.commands()
                        if text.startswith("grep -c 'SettingsManager "))
@@ -54,9 +60,8 @@ class SettingsService(unittest.TestCase):
         self.assertEqual(shell("loggerctl remote")[0], 3)
         self.assertEqual(shell("loggerctl status")[0], 0)
 
-        POLICY.write_text(block("xml", "busconfig"), encoding="utf-8")
-        dbus.SystemBus().call_blocking("org.freedesktop.DBus", "/org/freedesktop/DBus",
-                                       "org.freedesktop.DBus", "ReloadConfig", "", ())
+        policy = POLICY.read_text(encoding="utf-8")
+        use_policy(block("xml", "busconfig"))
         before = LOG.read_bytes()
         service = subprocess.Popen(["python3", "-c", block("python", "getSettingValue")])
         try:
@@ -67,6 +72,7 @@ class SettingsService(unittest.TestCase):
         finally:
             service.kill()
             service.wait()
+            use_policy(policy)
 
 
 if __name__ == "__main__":
