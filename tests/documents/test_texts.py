@@ -4,8 +4,11 @@ SPDX-License-Identifier: MIT"""
 import re
 import sys
 import unittest
+from xml.etree import ElementTree
 
-from document import PROJECT, documented_texts, pieces
+from document import INTERFACE, PROJECT, documented_texts, pieces
+
+INTERFACE_XML = "com.corvane.Quorvix.QVXInterface.xml"
 
 # What the source has besides: no answer of a method.
 NO_ANSWERS = {
@@ -115,6 +118,20 @@ class Texts(unittest.TestCase):
     def test_source_is_read(self):
         source = 'x = "a b"\n  "c\\n"; logError(f(")") + "d e"); y("f g"); // "h i"\n'
         self.assertEqual(texts_of(source), {"a bc\n", "f g"})
+
+    def test_every_method_is_documented(self):
+        interface = ElementTree.parse(PROJECT / "data" / INTERFACE_XML).getroot()
+        described = {(method.get("name"), tuple((arg.get("type"), arg.get("name")) for arg in method
+                                                if arg.get("direction") == "in"))
+                     for method in interface.iter("method")}
+        text = INTERFACE.read_text(encoding="utf-8")
+        documented = {(name, tuple(tuple(argument.split(" ")) for argument in arguments.split(", ")
+                                   if argument))
+                      for name, arguments in re.findall(r"^### (\w+)\((.*)\)$", text, re.MULTILINE)}
+        record = re.search(r"one record `(.*?)`", text)[1]
+        documented |= {(name, ((record, "setting"),))
+                       for name in re.findall(r"\| `(logRemoteServer\w*)` \|", text)}
+        self.assertEqual(documented, described)
 
     def test_every_documented_text_is_the_programs(self):
         self.assertGreater(len(self.documented), 50)
