@@ -11,6 +11,7 @@ import dbus
 LIVE = pathlib.Path("/data/QVXApplication/LoggerModule/syslog/sip/logappli.conf")
 BACKUP = LIVE.parents[1] / "logappli.conf.sav"
 FACILITIES = LIVE.parent / "facility"
+PID_FILE = pathlib.Path("/var/run/syslog-ng.pid")
 NAME = "com.corvane.Quorvix.LoggerModule"
 PATH = "/com/corvane/Quorvix/LoggerModule"
 INTERFACE = "com.corvane.Quorvix.QVXInterface"
@@ -51,9 +52,12 @@ def service_pid():
         "GetConnectionUnixProcessID", "s", (NAME,)))
 
 
+def daemon_pid():
+    return int(PID_FILE.read_text(encoding="ascii"))
+
+
 def reload_daemon():
-    pid = pathlib.Path("/var/run/syslog-ng.pid").read_text(encoding="ascii").strip()
-    run("kill", "-HUP", pid)
+    run("kill", "-HUP", str(daemon_pid()))
 
 
 def reset():

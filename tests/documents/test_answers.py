@@ -4,14 +4,13 @@ SPDX-License-Identifier: MIT"""
 import contextlib
 import os
 import pathlib
-import shutil
 import signal
 import unittest
 
 import dbus
 
 from document import documented_texts
-from phone import (BACKUP, FACILITIES, INTERFACE, LIVE, PATH, call, require_box, reset,
+from phone import (BACKUP, FACILITIES, INTERFACE, LIVE, PATH, call, daemon_pid, require_box, reset,
                    service_pid)
 
 HEADER = "   ACTIVITY           LEVEL      SUPPORT           DESTINATION \n"
@@ -67,12 +66,14 @@ def program_without_level_file(directory):
 
 @contextlib.contextmanager
 def moved_away(*directories):
-    for directory in directories:
-        os.rename(directory, directory + ".aside")
-    yield
-    for directory in directories:
-        shutil.rmtree(directory, ignore_errors=True)
-        os.rename(directory + ".aside", directory)
+    """syslog-ng is stopped meanwhile: it makes a missing directory with the next message."""
+    daemon = daemon_pid()
+    with changed(lambda: os.kill(daemon, signal.SIGSTOP), lambda: os.kill(daemon, signal.SIGCONT)):
+        for directory in directories:
+            os.rename(directory, directory + ".aside")
+        yield
+        for directory in directories:
+            os.rename(directory + ".aside", directory)
 
 
 @contextlib.contextmanager

@@ -10,16 +10,11 @@ import unittest
 
 from commands import shell, try_command
 from document import PROJECT, blocks
-from phone import (BACKUP, FACILITIES, LIVE, NAME, call, require_box, reset, run, service_pid,
-                   wait_until)
+from phone import (BACKUP, FACILITIES, LIVE, NAME, PID_FILE, call, daemon_pid, require_box, reset,
+                   run, service_pid, wait_until)
 
 DOCUMENT = PROJECT / "docs" / "TROUBLESHOOTING.md"
-PID_FILE = pathlib.Path("/var/run/syslog-ng.pid")
 IS_ROOTLESS = os.environ.get("PHONE_ROOTLESS") == "1"
-
-
-def daemon_pid():
-    return int(PID_FILE.read_text(encoding="ascii"))
 
 
 def is_gone(pid):
