@@ -11,7 +11,7 @@ import dbus
 
 from document import documented_texts
 from phone import (BACKUP, FACILITIES, INTERFACE, LIVE, PATH, call, daemon_pid, require_box, reset,
-                   service_pid)
+                   service_pid, wait_until)
 
 HEADER = "   ACTIVITY           LEVEL      SUPPORT           DESTINATION \n"
 REPAIRED = ("OK  -- but configuration file was corrupted : qvxsipua restored to predefined values "
@@ -217,6 +217,8 @@ class Answers(unittest.TestCase):
         self.expect("resetSyslogLevelsToErr()", "Fast set all log levels to error OK",
                     ("resetSyslogLevelsToErr",))
         call("level")  # waits for both
+        # What was logged until now may still be on its way into a log.
+        wait_until(lambda: call("generateLogsForWeb")["value"] == "0", "an archive")
         self.expect("generateLogsForWeb()", "Generate logs successfully", ("generateLogsForWeb",))
         self.expect("generateLogsForWeb()", "Error on exit", ("generateLogsForWeb",),
                     state=moved_away("/data/core"))
