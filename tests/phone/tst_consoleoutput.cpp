@@ -187,6 +187,7 @@ void tst_ConsoleOutput::narrowTerminal()
     Terminal terminal(QByteArrayList {"loggerctl"} + line.split(' '), 40);
     QVERIFY(terminal.waitForEnd() >= 0);
     const QByteArrayList lines = terminal.output().split('\n');
+    QVERIFY(lines.size() > 1);
     for (const QByteArray &each : lines) {
         // What is wider is one word.
         const QByteArray shown = each.mid(each.lastIndexOf('\r') + 1);

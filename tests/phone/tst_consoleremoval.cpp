@@ -102,6 +102,7 @@ void tst_ConsoleRemoval::saysWhatWasDeleted()
     QVERIFY(QDir().mkdir("/var/log/a.directory"_s));
     const QByteArray again = console("delete").output;
     QVERIFY(QDir().rmdir("/var/log/a.directory"_s));
+    QVERIFY(again.startsWith("All logs files removed in /var/log/ directory.\n"));
     QVERIFY(!again.contains("a.directory"));
 }
 

@@ -84,6 +84,7 @@ void tst_ConsoleStatus::fitsOnOneScreen()
 {
     QCOMPARE(console("level all debug").status, 0);
     const QByteArray output = console("status").output;
+    QVERIFY2(output.startsWith("LoggerModule "), output.constData());
     QVERIFY2(output.count('\n') <= 24, output.constData());
     const QList<QByteArray> lines = output.split('\n');
     for (const QByteArray &line : lines) {

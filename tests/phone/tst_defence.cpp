@@ -166,14 +166,19 @@ void tst_Defence::answersAndLeaves()
 
 void tst_Defence::successIsNotLogged()
 {
-    for (const QString &todo : {"size"_s, "read"_s, "delete"_s, "bad"_s}) {
-        DefenceLog::write(three);
-        const LogCapture log;
-        TestableModule module;
-        module.defence(2, todo);
-        QCOMPARE(Faults::logged(log),
-                 todo == QLatin1String("delete") ? QStringList {"7 [restart]process success."_s}
-                                                 : QStringList());
+    const HangUps syslog;
+    for (const QByteArray &content : {three, QByteArray()}) {
+        for (const int position : {-1, 2, 4}) {
+            for (const QString &todo : {"size"_s, "read"_s, "delete"_s, "bad"_s}) {
+                DefenceLog::write(content);
+                const LogCapture log;
+                TestableModule module;
+                module.defence(position, todo);
+                const bool reloads = todo == QLatin1String("delete");
+                QCOMPARE(Faults::logged(log),
+                         reloads ? QStringList {"7 [restart]process success."_s} : QStringList());
+            }
+        }
     }
 }
 

@@ -30,15 +30,8 @@ using ConfigText::withLevel;
 using Facilities::rowName;
 using Levels::facilityLevel;
 using Levels::level;
+using Levels::nothingWasAnnounced;
 using Levels::state;
-
-/// Whether none of @p events has been sent before that of another change, which is made here.
-bool nothingWasAnnounced(const LevelEvents &events)
-{
-    level("Platform"_s, "err"_s);
-    return QTest::qWaitFor([&] { return !events.arguments.isEmpty(); })
-        && events.arguments.first().value("syslog_facility"_s) == "Platform"_s;
-}
 
 } // namespace
 

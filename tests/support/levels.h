@@ -2,12 +2,14 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "events.h"
 #include "files.h"
 #include "literal.h"
 #include "phone.h"
 
 #include <QByteArray>
 #include <QString>
+#include <QTest>
 
 namespace Levels {
 
@@ -23,6 +25,15 @@ const QString noActivities = "No logger configuration file !!"_s;
 inline QString level(const QString &activity, const QString &levelName)
 {
     return Phone::text("level"_s, {activity, levelName});
+}
+
+/// Whether none of @p events has been sent before that of another change, which is made here: they
+/// are seen in the event loop only, so that there would be none at once in any case.
+inline bool nothingWasAnnounced(const LevelEvents &events)
+{
+    level("Platform"_s, "err"_s);
+    return QTest::qWaitFor([&] { return !events.arguments.isEmpty(); }, 20000)
+        && events.arguments.first().value("syslog_facility"_s) == "Platform"_s;
 }
 
 /// The first line of the facility file.

@@ -68,6 +68,8 @@ void tst_ConsoleCommandLine::requests_data()
     row("redirect a udp h 0", Operation::RedirectToServer, {"a"_s, "udp"_s, "h"_s}, 0);
     row("levels set a:err b:info", Operation::SetLevels, {"a:err,b:info"_s});
     row("defence 1 anything", Operation::Defence, {"anything"_s}, 1);
+    row("defence -- -1 read", Operation::Defence, {"read"_s}, -1);
+    row("generateLogsForWeb", Operation::Archive);
     row("deleteTmpLogFiles", Operation::DeleteRamLogs);
     row("comment a 'b  c'", Operation::Comment, {"a"_s, "b  c"_s});
     row("comment a b c", Operation::Comment, {"a"_s, "b c"_s});
