@@ -101,10 +101,12 @@ void tst_ConsoleCheck::remediesHelp()
     QCOMPARE(runProgram({"sh"_s, "-c"_s, command}).status, 0);
     QCOMPARE(console("check").status, 0);
     // It was told to the syslog daemon, too.
-    QTRY_VERIFY([] {
-        Phone::logMessage("Video"_s, "local7"_s, "err"_s, "seen"_s);
-        return Phone::waitForContent(Video::log, "seen", 100);
-    }());
+    QTRY_VERIFY_WITH_TIMEOUT(
+        [] {
+            Phone::logMessage("Video"_s, "local7"_s, "err"_s, "seen"_s);
+            return Phone::waitForContent(Video::log, "seen", 200);
+        }(),
+        30000);
 }
 
 void tst_ConsoleCheck::everythingIsLost()

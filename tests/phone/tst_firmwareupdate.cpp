@@ -66,8 +66,13 @@ void tst_FirmwareUpdate::newActivityTakesEffect()
     QCOMPARE(Phone::text("level"_s, {"Video"_s, "debug"_s}),
              "Level debug for facility : Video OK"_s);
     QCOMPARE(Phone::read(Phone::liveConfig), m_generated + Video::block("debug"));
-    Phone::logMessage("Video"_s, "local7"_s, "debug"_s, "a picture"_s);
-    QVERIFY(Phone::waitForContent(Video::log, "a picture"));
+    // The syslog daemon takes its time to read it.
+    QTRY_VERIFY_WITH_TIMEOUT(
+        [] {
+            Phone::logMessage("Video"_s, "local7"_s, "debug"_s, "a picture"_s);
+            return Phone::waitForContent(Video::log, "a picture", 200);
+        }(),
+        30000);
     QCOMPARE(Phone::text("level"_s, {"all"_s, "restore"_s}), "level restore succcess"_s);
     QVERIFY(Phone::text("level"_s).contains("\nVideo                  err"_s));
 }
