@@ -279,7 +279,7 @@ void tst_FirmwareObstacles::runByTheServiceItself()
 
 void tst_FirmwareObstacles::serviceThatEditsAllTheTime()
 {
-    constexpr int rounds = 4;
+    constexpr int rounds = 2;
     for (int round = 0; round < rounds; ++round) {
         std::unique_ptr<Firmware> firmware;
         if (round % 2 == 0) {
