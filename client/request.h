@@ -32,6 +32,7 @@ enum class Operation {
     ReadLog, ///< activity
     Trace, ///< activity, level word
     Status, ///< no words
+    Check, ///< no words; the service is not asked
 };
 
 /// An operation with its arguments in the order of the method's own.

@@ -92,6 +92,7 @@ QDBusPendingCall send(LoggerModuleProxy &module, const Request &request)
     case Operation::ReadLog:
     case Operation::Trace:
     case Operation::Status:
+    case Operation::Check:
         break;
     }
     return QDBusPendingCall::fromError(

@@ -5,6 +5,7 @@
 #include "client/answers.h"
 #include "client/archivefile.h"
 #include "client/changes.h"
+#include "client/comparison.h"
 #include "client/health.h"
 #include "client/logfiles.h"
 #include "logview.h"
@@ -298,6 +299,10 @@ ExitStatus carryOut(const Session &session)
     case Operation::Status:
         return write(presentHealth(lookAtHealth(session.caller), QStringLiteral(LOGGERCTL_VERSION),
                                    session.screens));
+    case Operation::Check: {
+        const ActivityPlaces places = lookAtActivityPlaces();
+        return write(presentComparison(places, disagreementsOf(places), session.screens));
+    }
     case Operation::Watch:
         return watch(session);
     case Operation::ReadLog:

@@ -20,7 +20,7 @@ Reading one(const QStringList &arguments)
     return readOne(operation, arguments);
 }
 
-constexpr std::array<Command, 24> table {{
+constexpr std::array<Command, 25> table {{
     {"level", "\nACTIVITY\nACTIVITY LEVEL\nall LEVEL\nall init\nall restore",
      "list the activities; set the level of one or of all",
      "Without arguments: the activities of this phone, their levels and destinations.\n"
@@ -91,6 +91,12 @@ constexpr std::array<Command, 24> table {{
      "destination, and traces. Exit status 0 when all is well, 1 when something is\n"
      "not. A level or a destination that somebody has chosen is shown, and is well.",
      "", "", true, nothing<Operation::Status>},
+    {"check", "", "do all files know the same activities?",
+     "Compares what the set-up script's table, the configuration, its backup and the\n"
+     "level files say of each activity, and tells each difference with what to do\n"
+     "about it, for instance after an update of the firmware. Changes nothing, and\n"
+     "needs no service. Exit status 0 when all agree, 1 when something differs.",
+     "\n--json", "", true, nothing<Operation::Check>},
     {"watch", "", "print level changes and redirections as they come",
      "Each change is a line: the time, the activity or 'all', and its new level, or\n"
      "'->' and its new destination. Level changes are announced when they begin, also\n"

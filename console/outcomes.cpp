@@ -448,3 +448,59 @@ Presentation presentHealth(const Health &health, const QString &version, const S
     }
     return presentation;
 }
+
+Presentation presentComparison(const ActivityPlaces &places,
+                               const QList<Disagreement> &disagreements, const Screens &screens)
+{
+    Presentation presentation;
+    presentation.status = disagreements.isEmpty() ? Done : Failed;
+    const auto activitiesOf = [](const QByteArray &configuration) {
+        QStringList names;
+        const QList<ActivityBlock> blocks = blocksOf(configuration);
+        for (const ActivityBlock &block : blocks) {
+            names.append(block.activity);
+        }
+        return names;
+    };
+    const QStringList table = activitiesOf(places.table.value_or(QByteArray()));
+    const QStringList live = activitiesOf(places.configuration.content);
+    const QStringList backup = activitiesOf(places.backup.content);
+    const QStringList files = places.levelFiles.keys();
+    if (screens.json) {
+        QJsonArray array;
+        for (const Disagreement &disagreement : disagreements) {
+            array.append(QJsonObject {{QStringLiteral("activity"), disagreement.activity},
+                                      {QStringLiteral("text"), disagreement.text},
+                                      {QStringLiteral("remedy"), disagreement.remedy}});
+        }
+        presentation.output
+            = jsonLine({{QStringLiteral("ok"), disagreements.isEmpty()},
+                        {QStringLiteral("table"), QJsonArray::fromStringList(table)},
+                        {QStringLiteral("configuration"), QJsonArray::fromStringList(live)},
+                        {QStringLiteral("backup"), QJsonArray::fromStringList(backup)},
+                        {QStringLiteral("levelFiles"), QJsonArray::fromStringList(files)},
+                        {QStringLiteral("differences"), array}},
+                       screens);
+        return presentation;
+    }
+    constexpr int width = 15;
+    const auto line = [&](const char *name, const QStringList &activities) {
+        presentation.output
+            += shownText(QString::fromLatin1(name).leftJustified(width)
+                             + countText(activities.size(), "activity", "activities"),
+                         screens.output);
+    };
+    line("table", table);
+    line("configuration", live);
+    line("backup", backup);
+    line("level files", files);
+    if (disagreements.isEmpty()) {
+        presentation.output += QStringLiteral("All agree.\n");
+    }
+    for (const Disagreement &disagreement : disagreements) {
+        presentation.output += shownText(QStringLiteral("DIFFERENCE: ") + disagreement.text
+                                             + QStringLiteral(". ") + disagreement.remedy,
+                                         screens.output);
+    }
+    return presentation;
+}

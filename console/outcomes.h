@@ -4,6 +4,7 @@
 
 #include "client/archivefile.h"
 #include "client/changes.h"
+#include "client/comparison.h"
 #include "client/health.h"
 #include "client/logfiles.h"
 #include "presentation.h"
@@ -43,6 +44,10 @@ Presentation presentFactoryReset(const QList<ActivityRow> &left, const Screens &
 
 /// How logging is on this phone. @p version is that of the console, and with it of the package.
 Presentation presentHealth(const Health &health, const QString &version, const Screens &screens);
+
+/// Whether all of @p places agree: @p disagreements says where they do not.
+Presentation presentComparison(const ActivityPlaces &places,
+                               const QList<Disagreement> &disagreements, const Screens &screens);
 
 /// A failure of the console's own, with nothing from the service: @p problem is a sentence without
 /// "loggerctl: " and without a full stop.

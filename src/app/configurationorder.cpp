@@ -17,13 +17,17 @@ ConfigurationOrder::Ticket ConfigurationOrder::takeTicket()
 
 void ConfigurationOrder::begin(Ticket ticket)
 {
-    std::unique_lock<std::mutex> lock(m_mutex);
-    m_turnChanged.wait(lock, [&] { return m_currentTicket == ticket; });
-    m_holder = std::this_thread::get_id();
+    {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        m_turnChanged.wait(lock, [&] { return m_currentTicket == ticket; });
+        m_holder = std::this_thread::get_id();
+    }
+    m_lock.take();
 }
 
 void ConfigurationOrder::end()
 {
+    m_lock.release();
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
         m_holder = std::thread::id();
@@ -54,5 +58,19 @@ ConfigurationOrder::Turn::~Turn()
 {
     if (!m_nested) {
         instance().end();
+    }
+}
+
+ConfigurationOrder::Interval::Interval() : m_inTurn(instance().isHeldByThisThread())
+{
+    if (m_inTurn) {
+        instance().m_lock.release();
+    }
+}
+
+ConfigurationOrder::Interval::~Interval()
+{
+    if (m_inTurn) {
+        instance().m_lock.take();
     }
 }

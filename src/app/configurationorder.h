@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "configurationlock.h"
+
 #include <QtGlobal>
 
 #include <condition_variable>
@@ -11,7 +13,8 @@
 /**
  * Hands out numbered tickets, and lets one ticket at a time have its turn, in order. Background
  * jobs and the operations of the main thread all rewrite the same files whole; two at once would
- * lose changes and let a caller see half of one.
+ * lose changes and let a caller see half of one. During a turn other processes are kept away, too
+ * (ConfigurationLock).
  *
  * Every ticket that was taken must get its turn, or all later ones wait for ever.
  */
@@ -44,6 +47,21 @@ public:
         bool m_nested = false;
     };
 
+    /**
+     * Lets other processes at the files as long as it exists, in the middle of a turn: a program
+     * that this process waits for has to come to its end. Without a turn it does nothing.
+     */
+    class Interval
+    {
+    public:
+        Interval();
+        ~Interval();
+        Q_DISABLE_COPY(Interval)
+
+    private:
+        const bool m_inTurn;
+    };
+
 private:
     void begin(Ticket ticket);
     void end();
@@ -54,4 +72,5 @@ private:
     Ticket m_nextTicket = 0;
     Ticket m_currentTicket = 0; ///< whose turn it is, or will be as soon as it asks
     std::thread::id m_holder; ///< no thread between two turns
+    ConfigurationLock m_lock; ///< the holder's alone
 };

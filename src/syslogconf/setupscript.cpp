@@ -1,5 +1,6 @@
 // Runs the platform's syslog set-up script, which regenerates missing and broken files.
 // SPDX-License-Identifier: MIT
+#include "app/configurationorder.h"
 #include "app/diagnostics.h"
 #include "app/loggermodule.h"
 #include "childprocess.h"
@@ -100,6 +101,7 @@ QString runSetUpScript()
 
 void LoggerModule::restoreSylogConfig()
 {
+    const ConfigurationOrder::Interval interval; // the script replaces files of its own
     const QString error = runSetUpScript();
     if (error.isEmpty()) {
         logDebug(QStringLiteral("restoreSylogConfig() success."));

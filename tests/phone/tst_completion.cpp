@@ -76,7 +76,7 @@ void tst_Completion::offers_data()
           "Telephony WebApp";
     const QByteArray general = "--json --color --timeout --help --version";
     row("",
-        "level log trace redirect levels status watch defence delete archive comment remote "
+        "level log trace redirect levels status check watch defence delete archive comment remote "
         "factory-reset help");
     row("lev", "level levels");
     row("logR", "");
@@ -102,6 +102,7 @@ void tst_Completion::offers_data()
     row("trace -o ", "");
     row("trace -o file qvxs", "qvxsipua");
     row("status ", "");
+    row("check ", "");
     row("status -", general);
     row("factory-reset --y", "--yes");
     row("level ", activities + " all");

@@ -3,6 +3,7 @@
 #include "changes.h"
 
 #include "support/activities.h"
+#include "support/firmware.h"
 #include "support/phone.h"
 
 #include <QDir>
@@ -219,12 +220,31 @@ std::vector<Change> deleteLogs(QRandomGenerator &)
                  QStringLiteral("deleteTmpLogFiles"), {QStringLiteral("flash")})};
 }
 
+/// Runs the set-up script, which says nothing when all went well.
+void setUp()
+{
+    if (QProcess::execute(Phone::setUpScript, {QStringLiteral("start")}) != 0) {
+        qFatal("the set-up script failed");
+    }
+}
+
+/// An activity comes with one firmware, and goes with the next one.
+std::vector<Change> firmwareUpdates(QRandomGenerator &)
+{
+    return {{QStringLiteral("a firmware with one more activity"),
+             [] {
+                 const Firmware firmware(Video::row);
+                 setUp();
+             }},
+            {QStringLiteral("a firmware without it"), setUp}};
+}
+
 using Maker = std::vector<Change> (*)(QRandomGenerator &);
-constexpr std::array<Maker, 13> makers {
+constexpr std::array<Maker, 14> makers {
     allLevels,       oneLevel,           oneRecordedDestination,   levelInTheBackground,
     allDestinations, newestDefenceLines, allLevelsInTheBackground, oneDestination,
     restore,         oneServer,          moreThanAllDefenceLines,  refusedEdit,
-    deleteLogs,
+    deleteLogs,      firmwareUpdates,
 };
 
 void fail(const QString &path)
@@ -246,7 +266,7 @@ void syncPath(const QString &path)
 const QStringList &lasting()
 {
     static const QStringList paths = [] {
-        QStringList all {Phone::liveConfig, Phone::backup, defenceLog};
+        QStringList all {Phone::liveConfig, Phone::backup, defenceLog, Video::facilityFile};
         for (const QString &activity : Phone::activityNames) {
             all.append(Phone::facilityFile(activity));
         }

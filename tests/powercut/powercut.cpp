@@ -8,6 +8,7 @@
 #include "recordeddisk.h"
 #include "recording.h"
 
+#include "support/firmware.h"
 #include "support/phone.h"
 #include "support/syslogdaemon.h"
 
@@ -124,8 +125,12 @@ QString boot(const QString &root, SyslogDaemon *syslog)
     }
     const Changes::Files files = Changes::read();
     for (const QString &path : Changes::lasting()) {
-        if (path != Changes::defenceLog && files.value(path).isEmpty()) {
-            return path + QStringLiteral(" is still not there");
+        // The firmware that boots is the one without that activity.
+        const bool isGone = path == Video::facilityFile;
+        if (path != Changes::defenceLog && files.value(path).isEmpty() != isGone) {
+            return path
+                + (isGone ? QStringLiteral(" is still there")
+                          : QStringLiteral(" is still not there"));
         }
     }
     return Phone::syslogAccepts(Phone::liveConfig) ? QString() : QStringLiteral("the check fails");

@@ -62,6 +62,7 @@ void tst_ConsoleCommandLine::requests_data()
     row("trace a", Operation::Trace, {"a"_s, "debug"_s});
     row("trace a info", Operation::Trace, {"a"_s, "info"_s});
     row("status", Operation::Status);
+    row("check", Operation::Check);
     row("factory-reset", Operation::FactoryReset);
     row("level '' 'x y'", Operation::ChangeLevel, {QString(), "x y"_s});
     row("level -- -a --json", Operation::ChangeLevel, {"-a"_s, "--json"_s});
@@ -133,7 +134,7 @@ void tst_ConsoleCommandLine::refusals_data()
     row("levels gte", {"'gte' is none of the words get, set and reset"_s, "Did you mean 'get'?"_s});
     row("levels set", {"qvxsipua:debug"_s});
     for (const char *const line : {"levels get x", "levels reset x", "archive x", "watch x",
-                                   "remote x", "status x", "factory-reset x"}) {
+                                   "remote x", "status x", "check x", "factory-reset x"}) {
         row(line, {"takes no arguments"_s});
     }
     row("setSyslogLevels", {"arguments are missing"_s});
