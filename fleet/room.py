@@ -91,6 +91,10 @@ class Collector:
             raise RuntimeError("the log server did not start: "
                                + (self.work / "collector.out").read_text())
 
+    def reload(self):
+        """Has it read its configuration again."""
+        command("syslog-ng-ctl", "reload", "-c", str(self.work / "collector.ctl"))
+
     def stop(self):
         """Ends it as an init system does."""
         self.process.terminate()
