@@ -131,7 +131,7 @@ class Collector:
             return len(self.seen[phase][phone.address])
         return sum(len(messages) for messages in self.seen[phase].values())
 
-    def settled(self, phase, quiet=2):
+    def settled(self, phase, quiet=4):
         """How many have come when none has come for @p quiet seconds."""
         last = [self.received(phase), time.monotonic()]
 
