@@ -228,7 +228,7 @@ class Phone:
         lines = self.run("syslog-ng-ctl stats -c /run/syslog-ng.ctl").splitlines()
         rows = [line.split(";") for line in lines]
         return sum(int(row[-1]) for row in rows
-                   if row[0].startswith("dst.") and row[-2] == what and "192.0.2.1" in row[2])
+                   if row[0].startswith("dst.") and row[-2] == what and SERVER in row[2])
 
     def memory(self):
         """The memory of its processes in MiB (pages that several share are divided), and how many
