@@ -2,17 +2,21 @@
 // SPDX-License-Identifier: MIT
 #include "tracenote.h"
 
+#include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QStringList>
+#include <QThread>
 #include <QUrl>
 
+#include <array>
 #include <cerrno>
 
 #include <fcntl.h>
 #include <grp.h>
+#include <pwd.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -78,6 +82,24 @@ int openNote(const QString &path, int flags)
     return descriptor;
 }
 
+/// Locks @p descriptor unless another process keeps it. One that only looks shares its lock with
+/// others, for a moment.
+bool lock(int descriptor)
+{
+    constexpr int longestLook = 1000; // ms
+    constexpr unsigned pause = 1; // ms
+    const QDeadlineTimer deadline(longestLook);
+    while (flock(descriptor, LOCK_EX | LOCK_NB) != 0) {
+        if (errno != EWOULDBLOCK || deadline.hasExpired()
+            || flock(descriptor, LOCK_SH | LOCK_NB) != 0) {
+            return false;
+        }
+        flock(descriptor, LOCK_UN); // or two who want it would wait for each other
+        QThread::msleep(pause);
+    }
+    return true;
+}
+
 } // namespace
 
 const QString NoteFile::directory = QStringLiteral("/data/QVXApplication/loggerctl/traces/");
@@ -135,7 +157,7 @@ NoteFile::Access NoteFile::take(const QString &activity, bool create, QString *p
             *problem = m_path + QStringLiteral(": ") + qt_error_string(errno);
             return Access::Impossible;
         }
-        if (flock(m_descriptor, LOCK_EX | LOCK_NB) != 0) {
+        if (!lock(m_descriptor)) {
             close(m_descriptor);
             m_descriptor = -1;
             return Access::HeldByOther;
@@ -182,6 +204,17 @@ std::optional<TraceNote> traceNote(const QString &activity)
     const std::optional<TraceNote> note = readNote(descriptor);
     close(descriptor);
     return note;
+}
+
+QString noteUser()
+{
+    constexpr size_t most = 4096; // bytes of an entry; glibc names 1024
+    std::array<char, most> texts {};
+    passwd entry = {};
+    passwd *user = nullptr;
+    return getpwuid_r(getuid(), &entry, texts.data(), texts.size(), &user) == 0 && user != nullptr
+        ? QString::fromLocal8Bit(user->pw_name)
+        : QString::number(getuid());
 }
 
 QStringList notedActivities()
