@@ -41,6 +41,7 @@ void makeDirectory()
     if (QDir(NoteFile::directory).exists() || !QDir().mkpath(NoteFile::directory)) {
         return;
     }
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread of a client looks for groups
     const group *const members = getgrnam("quorvix");
     if (members != nullptr
         && chown(path.constData(), static_cast<uid_t>(-1), members->gr_gid) == 0) {
@@ -179,7 +180,7 @@ std::optional<TraceNote> NoteFile::read() const
     return readNote(m_descriptor);
 }
 
-bool NoteFile::write(const TraceNote &note)
+bool NoteFile::write(const TraceNote &note) const
 {
     const QByteArray text = noteText(note);
     return ftruncate(m_descriptor, 0) == 0

@@ -58,7 +58,7 @@ public:
     std::optional<TraceNote> read() const;
 
     /// Writes @p note; it is on the disk when this returns true.
-    bool write(const TraceNote &note);
+    bool write(const TraceNote &note) const;
 
     /// Removes the file.
     void remove();
