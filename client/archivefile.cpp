@@ -10,6 +10,7 @@
 #include <QFileInfo>
 #include <QSaveFile>
 
+#include <algorithm>
 #include <ctime>
 
 #include <sys/stat.h>
@@ -20,11 +21,12 @@ namespace {
 constexpr int mostTries = 3;
 constexpr int readTimeout = 60000; // ms
 
-/// Counts the files of the archive. @return whether it could be read to its end
-bool readArchive(int *files)
+/// Counts the files of the archive, for at most @p timeout ms. @return whether it could be read to
+/// its end
+bool readArchive(int timeout, int *files)
 {
     const ProgramOutcome listing
-        = outcomeOf(QStringLiteral("tar"), {QStringLiteral("-tzf"), archivePath}, readTimeout);
+        = outcomeOf(QStringLiteral("tar"), {QStringLiteral("-tzf"), archivePath}, timeout);
     const QList<QByteArray> names = listing.output.split('\n');
     for (const QByteArray &name : names) {
         *files += name.isEmpty() || name.endsWith('/') ? 0 : 1;
@@ -86,7 +88,8 @@ Archive archiveAndLook(const Caller &caller, const std::function<void(qint64, qi
         const QFileInfo file(archivePath);
         archive.size = file.size();
         archive.readable = file.isReadable();
-        archive.complete = archive.readable && readArchive(&archive.files);
+        archive.complete = archive.readable
+            && readArchive(std::min(readTimeout, caller.remaining()), &archive.files);
         archive.published = isPublishedSince(begun);
     }
     return archive;

@@ -38,7 +38,7 @@ QDateTime startOf(qint64 process)
     // The name in the second field may hold blanks and parentheses.
     const QList<QByteArray> fields = status.mid(status.lastIndexOf(')') + 2).split(' ');
     const QByteArray uptime = contents(QStringLiteral("/proc/uptime"));
-    const double ticks = static_cast<double>(sysconf(_SC_CLK_TCK));
+    const auto ticks = static_cast<double>(sysconf(_SC_CLK_TCK));
     if (fields.size() <= startField - 3 || uptime.isEmpty()) {
         return {};
     }

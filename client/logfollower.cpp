@@ -68,7 +68,8 @@ bool isWanted(const QByteArray &line, const QString &text)
                                  text == text.toLower() ? Qt::CaseInsensitive : Qt::CaseSensitive);
 }
 
-QByteArrayList newestLines(QFile &file, qint64 size, int count, const QString &text, qint64 most)
+QByteArrayList newestLines(QFile &file, qint64 size, int count, const QString &text, qint64 most,
+                           bool *stopped)
 {
     QByteArrayList lines;
     QByteArrayList pieces; // of the line that goes on before the last block that was read
@@ -104,6 +105,9 @@ QByteArrayList newestLines(QFile &file, qint64 size, int count, const QString &t
     }
     if (position == 0 && size > 0 && lines.size() < count) {
         take({});
+    }
+    if (stopped != nullptr) {
+        *stopped = position > 0 && lines.size() < count;
     }
     return lines;
 }

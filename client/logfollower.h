@@ -22,10 +22,12 @@ QString textOf(const QByteArray &bytes);
 bool isWanted(const QByteArray &line, const QString &text);
 
 /// The newest @p count lines of the first @p size bytes of @p file that are wanted by @p text, the
-/// oldest first, without their line feeds. No more than about @p most bytes are read for them. A
-/// line that has no line feed yet counts too.
+/// oldest first, without their line feeds. No more than about @p most bytes are read for them;
+/// @p stopped gets whether there could be more lines before these. A line that has no line feed yet
+/// counts too.
 QByteArrayList newestLines(QFile &file, qint64 size, int count, const QString &text,
-                           qint64 most = std::numeric_limits<qint64>::max());
+                           qint64 most = std::numeric_limits<qint64>::max(),
+                           bool *stopped = nullptr);
 
 /// Opens the regular file @p path for reading, and nothing else: a FIFO is not waited for. With
 /// @p directories only a file below one of them, wherever links lead. Null when that is not

@@ -1,18 +1,16 @@
-// One call through the generated proxy for each request.
+// One call for each request; four for the settings of the log server.
 // SPDX-License-Identifier: MIT
 #include "service.h"
-
-#include "loggermoduleproxy.h"
 
 #include <QVX/setting.h>
 
 #include <QDBusMessage>
-#include <QDBusPendingCall>
 #include <QDBusPendingCallWatcher>
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QTimer>
 
+#include <algorithm>
 #include <array>
 
 namespace {
@@ -39,55 +37,73 @@ Setting changedSetting(const char *name, const char *method, const QString &valu
     return setting;
 }
 
-QDBusPendingCall send(LoggerModuleProxy &module, const Request &request)
+/// A call of the method @p name of the module @p service.
+QDBusMessage callOf(const QString &service, const char *name, const QVariantList &arguments = {})
 {
+    QDBusMessage call = QDBusMessage::createMethodCall(
+        QStringLiteral("com.corvane.Quorvix.") + service,
+        QStringLiteral("/com/corvane/Quorvix/") + service,
+        QStringLiteral("com.corvane.Quorvix.QVXInterface"), QLatin1String(name));
+    call.setArguments(arguments);
+    return call;
+}
+
+/// The call of the service that @p request stands for.
+QDBusMessage callOf(const Request &request)
+{
+    const auto call = [](const char *name, const QVariantList &arguments = {}) {
+        return callOf(QStringLiteral("LoggerModule"), name, arguments);
+    };
     const QString first = request.words.value(0);
     const QString second = request.words.value(1);
+    const auto setting = [&first](const char *name, const char *method) {
+        return QVariant::fromValue(changedSetting(name, method, first));
+    };
     switch (request.operation) {
     case Operation::DeleteRamLogs:
-        return module.deleteTmpLogFiles();
+        return call("deleteTmpLogFiles");
     case Operation::DeleteLogs:
-        return module.deleteTmpLogFiles(first);
+        return call("deleteTmpLogFiles", {first});
     case Operation::ListLevels:
-        return module.level();
-    case Operation::ChangeLevel:
-        return module.level(first, second);
-    case Operation::ListDestinations:
-        return module.redirect();
-    case Operation::Redirect:
-        return module.redirect(first, second);
-    case Operation::RedirectToSupport:
-        return module.redirect(first, second, request.words.value(2));
-    case Operation::RedirectToServer:
-        return module.redirect(first, second, request.words.value(2), request.number);
-    case Operation::GetLevels:
-        return module.getSyslogLevels();
-    case Operation::SetLevels:
-        return module.setSyslogLevels(first);
-    case Operation::ResetLevels:
-        return module.resetSyslogLevelsToErr();
-    case Operation::Archive:
-        return module.generateLogsForWeb();
-    case Operation::Defence:
-        return module.defence(request.number, first);
-    case Operation::RemoteServer:
-        return module.logRemoteServer(
-            changedSetting("LogRemoteServerExist", "logRemoteServer", first));
-    case Operation::RemoteProtocol:
-        return module.logRemoteServerProto(
-            changedSetting("LogRemoteServerProtocol", "logRemoteServerProto", first));
-    case Operation::RemoteAddress:
-        return module.logRemoteServerAddress(
-            changedSetting("LogRemoteServerAddress", "logRemoteServerAddress", first));
-    case Operation::RemotePort:
-        return module.logRemoteServerPort(
-            changedSetting("LogRemoteServerPort", "logRemoteServerPort", first));
-    case Operation::Comment:
-        return module.logComments(first, second);
     case Operation::ShowLevel:
-        return module.level();
-    case Operation::ShowRemote:
+        return call("level");
+    case Operation::ChangeLevel:
+        return call("level", {first, second});
+    case Operation::ListDestinations:
+        return call("redirect");
+    case Operation::Redirect:
+        return call("redirect", {first, second});
+    case Operation::RedirectToSupport:
+        return call("redirect", {first, second, request.words.value(2)});
+    case Operation::RedirectToServer:
+        return call("redirect", {first, second, request.words.value(2), request.number});
+    case Operation::GetLevels:
+        return call("getSyslogLevels");
+    case Operation::SetLevels:
+        return call("setSyslogLevels", {first});
+    case Operation::ResetLevels:
+        return call("resetSyslogLevelsToErr");
+    case Operation::Archive:
+        return call("generateLogsForWeb");
+    case Operation::Defence:
+        return call("defence", {request.number, first});
+    case Operation::RemoteServer:
+        return call("logRemoteServer", {setting("LogRemoteServerExist", "logRemoteServer")});
+    case Operation::RemoteProtocol:
+        return call("logRemoteServerProto",
+                    {setting("LogRemoteServerProtocol", "logRemoteServerProto")});
+    case Operation::RemoteAddress:
+        return call("logRemoteServerAddress",
+                    {setting("LogRemoteServerAddress", "logRemoteServerAddress")});
+    case Operation::RemotePort:
+        return call("logRemoteServerPort", {setting("LogRemoteServerPort", "logRemoteServerPort")});
+    case Operation::Comment:
+        return call("logComments", {first, second});
     case Operation::FactoryReset:
+        return QDBusMessage::createMethodCall(loggerModuleService, loggerModulePath,
+                                              QStringLiteral("com.corvane.Quorvix.QVXModule"),
+                                              QStringLiteral("restoreDataToFactory"));
+    case Operation::ShowRemote:
     case Operation::Watch:
     case Operation::ReadLog:
     case Operation::Trace:
@@ -95,12 +111,11 @@ QDBusPendingCall send(LoggerModuleProxy &module, const Request &request)
     case Operation::Check:
         break;
     }
-    return QDBusPendingCall::fromError(
-        QDBusError(QDBusError::InternalError, QStringLiteral("not a method of the service")));
+    return {}; // no call: the bus library answers with an error
 }
 
 /// Waits for @p call. The answer is its first argument when that is a text or a map.
-Reply waitFor(const Caller &caller, const QDBusPendingCall &call)
+Reply answerOf(const Caller &caller, const QDBusPendingCall &call)
 {
     QDBusPendingCallWatcher watcher(call);
     if (!watcher.isFinished()) {
@@ -141,46 +156,58 @@ Reply waitFor(const Caller &caller, const QDBusPendingCall &call)
     return reply;
 }
 
-/// What the settings service holds about the remote log server, by the settings' names.
-Reply askSettings(const Caller &caller)
-{
-    QVariantMap settings;
-    Reply reply;
-    for (const char *const name : remoteSettings) {
-        QDBusMessage call = QDBusMessage::createMethodCall(
-            QStringLiteral("com.corvane.Quorvix.") + settingsService,
-            QStringLiteral("/com/corvane/Quorvix/") + settingsService,
-            QLatin1String(LoggerModuleProxy::staticInterfaceName()),
-            QStringLiteral("getSettingValue"));
-        call << QLatin1String(name);
-        reply = waitFor(caller, caller.bus.asyncCall(call, caller.timeout));
-        reply.service = settingsService;
-        if (reply.error.isValid()) {
-            return reply;
-        }
-        settings.insert(QLatin1String(name), reply.answer.toString());
-    }
-    reply.answer = settings;
-    return reply;
-}
-
 } // namespace
 
 const QString loggerModuleService = QStringLiteral("com.corvane.Quorvix.LoggerModule");
 const QString loggerModulePath = QStringLiteral("/com/corvane/Quorvix/LoggerModule");
 
+int Caller::remaining() const
+{
+    return until.isForever() ? timeout
+                             : static_cast<int>(std::min<qint64>(timeout, until.remainingTime()));
+}
+
+QList<QDBusPendingCall> Caller::send(const Request &request) const
+{
+    const int left = remaining();
+    QList<QDBusPendingCall> calls;
+    const auto sendOne = [&](const QDBusMessage &call) {
+        // The bus library would take 0 for no limit.
+        calls.append(left > 0 ? bus.asyncCall(call, left)
+                              : QDBusPendingCall::fromError(
+                                  QDBusError(QDBusError::NoReply, QStringLiteral("too late"))));
+    };
+    if (request.operation == Operation::ShowRemote) {
+        for (const char *const name : remoteSettings) {
+            sendOne(callOf(settingsService, "getSettingValue", {QLatin1String(name)}));
+        }
+    } else {
+        sendOne(callOf(request));
+    }
+    return calls;
+}
+
+Reply Caller::waitFor(const Request &request, const QList<QDBusPendingCall> &calls) const
+{
+    if (request.operation != Operation::ShowRemote) {
+        return answerOf(*this, calls.first());
+    }
+    QVariantMap settings;
+    Reply reply;
+    for (int index = 0; index < calls.size(); ++index) {
+        reply = answerOf(*this, calls.at(index));
+        reply.service = settingsService;
+        if (reply.error.isValid()) {
+            return reply;
+        }
+        settings.insert(QLatin1String(remoteSettings.at(static_cast<size_t>(index))),
+                        reply.answer.toString());
+    }
+    reply.answer = settings;
+    return reply;
+}
+
 Reply Caller::ask(const Request &request) const
 {
-    if (request.operation == Operation::ShowRemote) {
-        return askSettings(*this);
-    }
-    if (request.operation == Operation::FactoryReset) {
-        const QDBusMessage call = QDBusMessage::createMethodCall(
-            loggerModuleService, loggerModulePath, QStringLiteral("com.corvane.Quorvix.QVXModule"),
-            QStringLiteral("restoreDataToFactory"));
-        return waitFor(*this, bus.asyncCall(call, timeout));
-    }
-    LoggerModuleProxy module(loggerModuleService, loggerModulePath, bus);
-    module.setTimeout(timeout);
-    return waitFor(*this, send(module, request));
+    return waitFor(request, send(request));
 }

@@ -6,6 +6,9 @@
 
 #include <QDBusConnection>
 #include <QDBusError>
+#include <QDBusPendingCall>
+#include <QDeadlineTimer>
+#include <QList>
 #include <QString>
 #include <QVariant>
 
@@ -34,7 +37,20 @@ struct Caller
     /// Called about five times a second while an answer is waited for, with the ms since the call
     /// was sent; may be empty.
     std::function<void(qint64)> waiting;
+    /// When all that is asked has to be over: a call gets no more than what is left, and none is
+    /// sent when nothing is.
+    QDeadlineTimer until = QDeadlineTimer(QDeadlineTimer::Forever);
+
+    /// How long something may take now, in ms: @c timeout, or what is left; 0 when nothing is.
+    int remaining() const;
 
     /// Sends @p request and waits for the answer.
     Reply ask(const Request &request) const;
+
+    /// Sends @p request only, so that something else can be asked meanwhile. @return what
+    /// waitFor() takes
+    QList<QDBusPendingCall> send(const Request &request) const;
+
+    /// Waits for the answer to @p request, for which @p calls were sent.
+    Reply waitFor(const Request &request, const QList<QDBusPendingCall> &calls) const;
 };

@@ -15,7 +15,6 @@
 
 #include <csignal>
 
-#include <pwd.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
 
@@ -30,12 +29,6 @@ void report(const QByteArray &word, const QString &text = QString())
 {
     const QByteArray line = word + ' ' + text.toUtf8().replace('\n', ' ') + '\n';
     static_cast<void>(write(STDOUT_FILENO, line.constData(), static_cast<size_t>(line.size())));
-}
-
-QString userName()
-{
-    const passwd *const user = getpwuid(getuid());
-    return user != nullptr ? QString::fromLocal8Bit(user->pw_name) : QString::number(getuid());
 }
 
 int stopSignals()
@@ -105,7 +98,7 @@ int main(int argc, char *argv[])
     TraceNote note {arguments.at(1),
                     arguments.at(2),
                     QString(),
-                    userName(),
+                    noteUser(),
                     0,
                     QCoreApplication::applicationPid()};
     const int seconds = arguments.at(3).toInt();

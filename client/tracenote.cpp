@@ -2,17 +2,21 @@
 // SPDX-License-Identifier: MIT
 #include "tracenote.h"
 
+#include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QStringList>
+#include <QThread>
 #include <QUrl>
 
+#include <array>
 #include <cerrno>
 
 #include <fcntl.h>
 #include <grp.h>
+#include <pwd.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -37,6 +41,7 @@ void makeDirectory()
     if (QDir(NoteFile::directory).exists() || !QDir().mkpath(NoteFile::directory)) {
         return;
     }
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread of a client looks for groups
     const group *const members = getgrnam("quorvix");
     if (members != nullptr
         && chown(path.constData(), static_cast<uid_t>(-1), members->gr_gid) == 0) {
@@ -76,6 +81,24 @@ int openNote(const QString &path, int flags)
         static_cast<void>(fchmod(descriptor, mode)); // whatever the umask is
     }
     return descriptor;
+}
+
+/// Locks @p descriptor unless another process keeps it. One that only looks shares its lock with
+/// others, for a moment.
+bool lock(int descriptor)
+{
+    constexpr int longestLook = 1000; // ms
+    constexpr unsigned pause = 1; // ms
+    const QDeadlineTimer deadline(longestLook);
+    while (flock(descriptor, LOCK_EX | LOCK_NB) != 0) {
+        if (errno != EWOULDBLOCK || deadline.hasExpired()
+            || flock(descriptor, LOCK_SH | LOCK_NB) != 0) {
+            return false;
+        }
+        flock(descriptor, LOCK_UN); // or two who want it would wait for each other
+        QThread::msleep(pause);
+    }
+    return true;
 }
 
 } // namespace
@@ -135,7 +158,7 @@ NoteFile::Access NoteFile::take(const QString &activity, bool create, QString *p
             *problem = m_path + QStringLiteral(": ") + qt_error_string(errno);
             return Access::Impossible;
         }
-        if (flock(m_descriptor, LOCK_EX | LOCK_NB) != 0) {
+        if (!lock(m_descriptor)) {
             close(m_descriptor);
             m_descriptor = -1;
             return Access::HeldByOther;
@@ -157,7 +180,7 @@ std::optional<TraceNote> NoteFile::read() const
     return readNote(m_descriptor);
 }
 
-bool NoteFile::write(const TraceNote &note)
+bool NoteFile::write(const TraceNote &note) const
 {
     const QByteArray text = noteText(note);
     return ftruncate(m_descriptor, 0) == 0
@@ -182,6 +205,17 @@ std::optional<TraceNote> traceNote(const QString &activity)
     const std::optional<TraceNote> note = readNote(descriptor);
     close(descriptor);
     return note;
+}
+
+QString noteUser()
+{
+    constexpr size_t most = 4096; // bytes of an entry; glibc names 1024
+    std::array<char, most> texts {};
+    passwd entry = {};
+    passwd *user = nullptr;
+    return getpwuid_r(getuid(), &entry, texts.data(), texts.size(), &user) == 0 && user != nullptr
+        ? QString::fromLocal8Bit(user->pw_name)
+        : QString::number(getuid());
 }
 
 QStringList notedActivities()

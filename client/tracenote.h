@@ -50,14 +50,15 @@ public:
     Q_DISABLE_COPY(NoteFile)
 
     /// Takes the file of @p activity, which is made when @p create says so, the directory with it
-    /// where root does that. @p problem gets the reason for Impossible.
+    /// where root does that. Waits for those who only look (isTraced()), a second at most.
+    /// @p problem gets the reason for Impossible.
     Access take(const QString &activity, bool create, QString *problem);
 
     /// What stands in the file.
     std::optional<TraceNote> read() const;
 
     /// Writes @p note; it is on the disk when this returns true.
-    bool write(const TraceNote &note);
+    bool write(const TraceNote &note) const;
 
     /// Removes the file.
     void remove();
@@ -72,6 +73,9 @@ std::optional<TraceNote> traceNote(const QString &activity);
 
 /// The activities that have a note, running traces and those that were left behind.
 QStringList notedActivities();
+
+/// The name of the user of this process, as a note has it; the number where there is no name.
+QString noteUser();
 
 /// Whether a process holds the note of @p activity, so that its trace goes on.
 bool isTraced(const QString &activity);

@@ -1,6 +1,8 @@
 // The resources of the web page's gateway, by way of the phone's web server: what is read, what is
 // changed, and that a change is looked at.
 // SPDX-License-Identifier: MIT
+#include "client/tracenote.h"
+
 #include "support/console.h"
 #include "support/phone.h"
 #include "support/places.h"
@@ -10,7 +12,8 @@
 #include <QJsonArray>
 #include <QTest>
 
-#include <sys/stat.h>
+#include <atomic>
+#include <thread>
 
 namespace {
 
@@ -44,14 +47,11 @@ private Q_SLOTS:
     void wrongDestinations_data();
     void wrongDestinations();
     void refusedBySyslog();
-    void logLines();
-    void logsThatAreNotRead_data();
-    void logsThatAreNotRead();
-    void hugeLog();
     void deletion();
     void defence();
     void archive();
     void traces();
+    void traceThatOthersLookAt();
     void traceOfTheConsole();
     void events();
 };
@@ -94,6 +94,10 @@ void tst_Gateway::activities()
     QCOMPARE(object.value("remote"_s).toObject().value("LogRemoteServerExist"_s).toString(),
              "UNDEFINED"_s);
     QCOMPARE(object.value("traces"_s), QJsonValue(QJsonArray()));
+    // The page has them in it, so that it is drawn before its script runs.
+    const QByteArray page = Web::request("/logging/"_s).body;
+    QVERIFY(page.contains(">qvxsipua</th>"));
+    QVERIFY(page.contains(">IP :10.1.2.3 port(514)</td>"));
 }
 
 void tst_Gateway::levels_data()
@@ -242,69 +246,6 @@ void tst_Gateway::refusedBySyslog()
     QCOMPARE(row(object, "sipmmi"_s).value("destination"_s).toString(), "/var/log/sipmmi.log"_s);
 }
 
-void tst_Gateway::logLines()
-{
-    Phone::write("/var/log/qvxsipua.log"_s, "one\ntwo <b>\nthree\n\xff\n");
-    QJsonObject object = Web::get("logs/qvxsipua?lines=3"_s).object();
-    QCOMPARE(object.value("file"_s).toString(), "/var/log/qvxsipua.log"_s);
-    QCOMPARE(object.value("lines"_s).toArray(),
-             (QJsonArray {"two <b>"_s, "three"_s, QString(QChar::ReplacementCharacter)}));
-    object = Web::get("logs/qvxsipua?grep=%3Cb%3E"_s).object();
-    QCOMPARE(object.value("lines"_s).toArray(), QJsonArray {"two <b>"_s});
-    Phone::text("redirect"_s, {"sipmmi"_s, "udp"_s, "10.1.2.3"_s, 514});
-    QCOMPARE(Web::get("logs/sipmmi"_s).object(),
-             (QJsonObject {{"activity"_s, "sipmmi"_s},
-                           {"place"_s, "udp 10.1.2.3 port(514)"_s},
-                           {"lines"_s, QJsonArray()}}));
-    QCOMPARE(Web::get("logs/nothing"_s).status, 404);
-    QCOMPARE(Web::get("logs/..%2F..%2Fetc%2Fpasswd"_s).status, 404);
-}
-
-void tst_Gateway::logsThatAreNotRead_data()
-{
-    QTest::addColumn<QString>("destination");
-    QTest::newRow("outside") << "file(\"/etc/passwd\")"_s;
-    QTest::newRow("with dots") << "file(\"/var/log/../../etc/passwd\")"_s;
-    QTest::newRow("link") << "file(\"/var/log/link.log\")"_s;
-    QTest::newRow("directory link") << "file(\"/var/log/out/passwd\")"_s;
-    QTest::newRow("FIFO") << "file(\"/var/log/fifo.log\")"_s;
-    QTest::newRow("directory") << "file(\"/var/log/directory.log\")"_s;
-}
-
-void tst_Gateway::logsThatAreNotRead()
-{
-    QFETCH(QString, destination);
-    QFile::link("/etc/passwd"_s, "/var/log/link.log"_s);
-    QFile::link("/etc"_s, "/var/log/out"_s);
-    mkfifo("/var/log/fifo.log", 0666);
-    QDir().mkdir("/var/log/directory.log"_s);
-    // Without the daemon, which would write there.
-    QByteArray live = Phone::read(Phone::liveConfig);
-    live.replace("file(\"/var/log/qvxsipua.log\")", destination.toUtf8());
-    Phone::write(Phone::liveConfig, live);
-    const QJsonObject object = Web::get("logs/qvxsipua"_s).object();
-    for (const char *const path : {"link.log", "out", "fifo.log"}) {
-        QVERIFY(QFile::remove("/var/log/"_s + QString::fromLatin1(path)));
-    }
-    QVERIFY(QDir().rmdir("/var/log/directory.log"_s));
-    QCOMPARE(object.value("lines"_s), QJsonValue(QJsonArray()));
-    QVERIFY(object.value("problem"_s).toString().startsWith("This log cannot be read"_s));
-}
-
-void tst_Gateway::hugeLog()
-{
-    // Only its end is read.
-    QFile log("/var/log/qvxsipua.log"_s);
-    QVERIFY(log.open(QIODevice::WriteOnly));
-    QVERIFY(log.resize(qint64(1) << 30));
-    QVERIFY(log.seek(log.size()));
-    QVERIFY(log.write("\nthe last line\n") > 0);
-    log.close();
-    const QJsonObject object = Web::get("logs/qvxsipua?lines=1"_s).object();
-    QVERIFY(log.remove());
-    QCOMPARE(object.value("lines"_s).toArray(), QJsonArray {"the last line"_s});
-}
-
 void tst_Gateway::deletion()
 {
     Phone::write("/var/log/x.log"_s, "RAM");
@@ -388,6 +329,34 @@ void tst_Gateway::traces()
         brief.insert("seconds"_s, seconds);
         QCOMPARE(Web::post("traces"_s, brief).status, 422);
     }
+}
+
+void tst_Gateway::traceThatOthersLookAt()
+{
+    // Whoever asks whether an activity is traced is not taken for one who traces it.
+    std::atomic<bool> over {false};
+    std::thread looking([&over] {
+        while (!over) {
+            static_cast<void>(isTraced("sipmmi"_s));
+        }
+    });
+    int held = 0;
+    constexpr int times = 300;
+    for (int count = 0; count < times; ++count) {
+        NoteFile note;
+        QString problem;
+        held += note.take("sipmmi"_s, true, &problem) == NoteFile::Access::Held ? 1 : 0;
+    }
+    NoteFile note;
+    QString problem;
+    const NoteFile::Access last = note.take("sipmmi"_s, true, &problem);
+    over = true;
+    looking.join();
+    QCOMPARE(held, times);
+    QCOMPARE(last, NoteFile::Access::Held);
+    NoteFile second;
+    QCOMPARE(second.take("sipmmi"_s, true, &problem), NoteFile::Access::HeldByOther);
+    note.remove();
 }
 
 void tst_Gateway::traceOfTheConsole()

@@ -6,9 +6,7 @@
 #include "support/users.h"
 #include "support/web.h"
 
-#include <QDir>
 #include <QFile>
-#include <QTemporaryDir>
 #include <QTest>
 
 #include <csignal>
@@ -16,26 +14,7 @@
 namespace {
 
 const QByteArray change = "{\"all\":\"debug\"}";
-const QString passwords = QStringLiteral("/etc/lighttpd/logging.htdigest");
 const QString gateway = QStringLiteral("/usr/libexec/loggermodule/web/logginggateway");
-
-/// The head of a configuration of lighttpd on another port.
-QByteArray configuration(int port, const QByteArray &more = {})
-{
-    return "server.document-root = \"/www/pages\"\nserver.bind = \"127.0.0.1\"\nserver.port = "
-        + QByteArray::number(port)
-        + "\nindex-file.names = ( \"index.html\" )\nmimetype.assign = ( \".html\" => \"text/html\" "
-          ")\n"
-          "include \"/usr/share/loggermodule/web/logging.conf\"\n"
-        + more;
-}
-
-/// Asks another web server than the phone's.
-Outcome curl(const QStringList &arguments)
-{
-    return runProgram(QStringList {"curl"_s, "-sk"_s, "-m"_s, "20"_s, "-w"_s, "\n%{http_code}"_s}
-                      + arguments);
-}
 
 /// Runs the gateway as the web server does, with the variables NAME=VALUE. @return its status line
 QByteArray runGateway(const QStringList &variables)
@@ -62,13 +41,8 @@ private Q_SLOTS:
     void wrongPasswords();
     void refusals_data();
     void refusals();
-    void headers_data();
-    void headers();
     void webServersUser();
     void ownEnvironment();
-    void passwordTool();
-    void noPassword();
-    void withTls();
 
     // From here on the test has a service of its own, or none.
     void serviceAbsent();
@@ -159,28 +133,6 @@ void tst_WebSecurity::refusals()
     QCOMPARE(own.status, 200);
 }
 
-void tst_WebSecurity::headers_data()
-{
-    QTest::addColumn<QString>("address");
-    for (const char *const address :
-         {"/logging/", "/logging/style.css", "/logging/api/activities", "/logging/nothing"}) {
-        QTest::newRow(address) << QString::fromLatin1(address);
-    }
-}
-
-void tst_WebSecurity::headers()
-{
-    QFETCH(QString, address);
-    const QByteArray all = Web::request(address).headers;
-    QVERIFY2(all.contains("\r\nContent-Security-Policy: default-src 'none'; script-src 'self'; "
-                          "style-src 'self'; connect-src 'self'; img-src 'self'; base-uri 'none'; "
-                          "form-action 'none'; frame-ancestors 'none'\r\n"),
-             all.constData());
-    QVERIFY(!all.contains("unsafe"));
-    QVERIFY(all.contains("\r\nX-Content-Type-Options: nosniff\r\n"));
-    QVERIFY(all.contains("\r\nX-Frame-Options: DENY\r\n"));
-}
-
 void tst_WebSecurity::webServersUser()
 {
     if (!Users::exist()) {
@@ -208,92 +160,6 @@ void tst_WebSecurity::ownEnvironment()
                          "DBUS_SYSTEM_BUS_ADDRESS=unix:path=/nonexistent"_s,
                          "QT_PLUGIN_PATH=/nonexistent"_s, "QT_FATAL_WARNINGS=1"_s}),
              QByteArray("Status: 200"));
-}
-
-void tst_WebSecurity::passwordTool()
-{
-    const QString tool = "/usr/share/loggermodule/web/password"_s;
-    const auto make = [&tool](const QByteArray &name, const QByteArray &password) {
-        return runProgram({"bash"_s, "-c"_s, "printf '%s\\n' \"$2\" | \"$0\" \"$1\""_s, tool,
-                           QString::fromUtf8(name), QString::fromUtf8(password)})
-            .status;
-    };
-    const QByteArray before = Phone::read(passwords);
-    QCOMPARE(make("second", "p\xc3\xa4ssword:with 'odd' \"signs\""), 0);
-    QVERIFY(Phone::read(passwords).startsWith(before));
-    QCOMPARE(
-        Web::request("/logging/api/logs"_s, {}, "second:p\xc3\xa4ssword:with 'odd' \"signs\""_s)
-            .status,
-        200);
-    QCOMPARE(make("second", "another password"), 0);
-    QCOMPARE(Phone::read(passwords).count('\n'), before.count('\n') + 1);
-    QCOMPARE(make("second", "short"), 1);
-    QCOMPARE(make("a:b", "long enough"), 1);
-    QCOMPARE(make("", "long enough"), 1);
-    QVERIFY(!(QFile::permissions(passwords) & QFile::ReadOther));
-    if (Users::exist()) {
-        QVERIFY(runProgram(Users::asTechnician({tool, "x"_s})).status != 0);
-    }
-    Phone::write(passwords, before);
-}
-
-void tst_WebSecurity::noPassword()
-{
-    const QTemporaryDir directory;
-    const QString file = directory.filePath("lighttpd.conf"_s);
-    Phone::write(file, configuration(8081));
-    QVERIFY(QFile::rename(passwords, passwords + ".aside"_s));
-    {
-        RunningProgram server({"lighttpd"_s, "-D"_s, "-f"_s, file});
-        Outcome page;
-        QVERIFY(QTest::qWaitFor(
-            [&page] {
-                page = curl({"http://127.0.0.1:8081/logging/api/activities"_s});
-                return page.status == 0;
-            },
-            20000));
-        QVERIFY2(page.output.contains("No password yet"), page.output.constData());
-        for (const char *const address : {"/", "/all_logs.tar.gz", "/logging/index.html"}) {
-            const QByteArray output
-                = curl({"http://127.0.0.1:8081"_s + QString::fromLatin1(address)}).output;
-            QVERIFY2(output.contains("/usr/share/loggermodule/web/password"), output.constData());
-        }
-        server.endBy(SIGTERM);
-    }
-    QVERIFY(QFile::rename(passwords + ".aside"_s, passwords));
-}
-
-void tst_WebSecurity::withTls()
-{
-    const QTemporaryDir directory;
-    const QString pem = directory.filePath("phone.pem"_s);
-    QCOMPARE(runProgram({"openssl"_s, "req"_s, "-x509"_s, "-newkey"_s, "rsa:2048"_s, "-nodes"_s,
-                         "-subj"_s, "/CN=phone"_s, "-days"_s, "2"_s, "-keyout"_s, pem, "-out"_s,
-                         pem + ".crt"_s})
-                 .status,
-             0);
-    Phone::write(pem, Phone::read(pem) + Phone::read(pem + ".crt"_s));
-    // The example in the configuration, as it stands but for the port and the file.
-    QByteArray example = Phone::read("/usr/share/loggermodule/web/logging.conf"_s);
-    example = example.mid(example.indexOf("#   server.modules"));
-    example = example.left(example.indexOf("#   }\n") + 6).replace("#   ", "");
-    example.replace(":443", "127.0.0.1:8443").replace("/etc/lighttpd/phone.pem", pem.toUtf8());
-    QVERIFY(example.contains("ssl.engine"));
-    const QString file = directory.filePath("lighttpd.conf"_s);
-    Phone::write(file, configuration(8082, example));
-    RunningProgram server({"lighttpd"_s, "-D"_s, "-f"_s, file});
-    Outcome answer;
-    QVERIFY(QTest::qWaitFor(
-        [&answer] {
-            answer = curl({"--digest"_s, "-u"_s, Web::credentials(), "-H"_s, "X-Logging-Page: 1"_s,
-                           "-H"_s, "Content-Type: application/json"_s, "-H"_s,
-                           "Origin: https://127.0.0.1:8443"_s, "-d"_s, "{\"all\":\"info\"}"_s,
-                           "https://127.0.0.1:8443/logging/api/levels"_s});
-            return answer.output.endsWith("\n200");
-        },
-        20000));
-    QVERIFY2(answer.output.contains("\"ok\":true"), answer.output.constData());
-    server.endBy(SIGTERM);
 }
 
 void tst_WebSecurity::serviceAbsent()

@@ -176,7 +176,8 @@ class Handler(BaseHTTPRequestHandler):
             return {"place": f"{support} {place}", "lines": []}
         stream = Stream({"grep": grep})
         lines = [line for line in self.phone.files.get(place, []) if stream.wants(line)]
-        return {"file": place, "lines": lines[-count:] if count else []}
+        part = {"searched": self.phone.searched} if self.phone.searched else {}
+        return {"file": place, "lines": lines[-count:] if count else []} | part
 
     def get_log(self, activity, query):
         with self.phone.lock:
@@ -234,6 +235,8 @@ class Handler(BaseHTTPRequestHandler):
                     "until": phone.traces[name]["until"]}
 
     def events(self, query):
+        if self.phone.full:
+            raise Refusal(503, "Too many pages are open on this phone.")
         stream = Stream(query)
         with self.phone.lock:
             self.phone.streams.append(stream)
@@ -285,7 +288,7 @@ class Server(ThreadingHTTPServer):
                 setattr(phone, name, order[name])
             if "present" in order:
                 phone.tell("service", phone.service())
-            if order.get("gone"):
+            if order.get("gone") or order.get("full"):
                 phone.tell(None, None)
             if "level" in order:
                 phone.set_level(*order["level"])

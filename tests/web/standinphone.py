@@ -42,6 +42,8 @@ class Phone:
         self.plain = False  # whether the newest lines have to be asked for
         self.slow = 0
         self.ahead = 0  # s that its clock is before others
+        self.full = False  # whether there are too many pages
+        self.searched = None  # how much of a log was searched, when that was not all
         self.stuck = []
         self.refuse = False
         self.lost = []

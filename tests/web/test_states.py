@@ -126,6 +126,19 @@ class Losses(StateTest):
         self.order(lines=[["qvxsipua", "written meanwhile"]])
         self.wait_text("#log .log-line", "written meanwhile")
 
+    def test_too_many_pages(self):
+        self.expected = ["503", *UNANSWERED]
+        self.order(full=True)
+        self.wait_text("#absent", "Too many pages are open on this phone. What is shown was true")
+        self.order(full=False, level=["Platform", "debug"])
+        self.wait(lambda: self.state() == "live", "it recovers")
+        self.wait_level("Platform", "debug")
+
+    def test_search_that_stopped_early(self):
+        self.order(searched=67_108_864)
+        self.click('tr[data-activity="qvxsipua"] .acts button')
+        self.wait_text("#reader-place", "; only its newest 67.1 MB were searched")
+
     def test_page_opened_without_the_service(self):
         self.order(present=False)
         self.browser.get(self.place.url)

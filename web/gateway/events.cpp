@@ -2,13 +2,13 @@
 // SPDX-License-Identifier: MIT
 #include "events.h"
 
-#include "client/changes.h"
 #include "client/configurationwatch.h"
 #include "client/logfiles.h"
 #include "client/logfollower.h"
 #include "client/tracing.h"
 #include "client/words.h"
 #include "resources.h"
+#include "streamplace.h"
 
 #include <QCoreApplication>
 #include <QDBusConnectionInterface>
@@ -22,6 +22,9 @@
 
 #include <algorithm>
 
+#include <cerrno>
+
+#include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
 
@@ -31,8 +34,7 @@ constexpr int lookEvery = 200; // ms
 constexpr qint64 sizesEvery = 2000; // ms
 constexpr qint64 sayEvery = 4000; // ms; after three of them that stay out, a page is alone
 constexpr int linesAtOnce = 1000;
-constexpr int mostLines = 2000;
-constexpr qint64 mostScanned = 64 << 20; // bytes of a log
+constexpr int longestStall = 20000; // ms
 
 /// Writes events as they happen.
 class Stream : public QObject
@@ -44,8 +46,7 @@ public:
         : m_caller(caller),
           m_activity(request.query.queryItemValue(QStringLiteral("log"), QUrl::FullyDecoded)),
           m_grep(request.query.queryItemValue(QStringLiteral("grep"), QUrl::FullyDecoded)),
-          m_lines(request.query.queryItemValue(QStringLiteral("lines")).toInt()),
-          m_follower(readableDirectories()),
+          m_lines(linesOf(request, 0, &m_refused)), m_follower(readableDirectories()),
           m_owner(loggerModuleService, caller.bus,
                   QDBusServiceWatcher::WatchForRegistration
                       | QDBusServiceWatcher::WatchForUnregistration)
@@ -99,15 +100,26 @@ private:
         m_said.restart();
         const char *next = bytes.constData();
         auto left = static_cast<size_t>(bytes.size());
-        while (left > 0) {
+        while (left > 0 && !m_gone) {
             const ssize_t written = ::write(STDOUT_FILENO, next, left);
             if (written <= 0) {
-                QCoreApplication::exit(0); // the page was closed
-                return;
+                if (errno != EINTR && (errno != EAGAIN || !waitForReader())) {
+                    m_gone = true; // the page was closed, or its phone line was
+                    QCoreApplication::exit(0);
+                }
+                continue;
             }
             next += written;
             left -= static_cast<size_t>(written);
         }
+    }
+    /// Waits until the reader takes something. What it does not take stays in the pipe: were it
+    /// kept, here or by the web server, a reader that stands still would fill the memory.
+    bool waitForReader() const
+    {
+        pollfd reader {STDOUT_FILENO, POLLOUT, 0};
+        const int ready = poll(&reader, 1, std::min(longestStall, m_caller.timeout));
+        return ready > 0 || (ready < 0 && errno == EINTR);
     }
     void look()
     {
@@ -135,11 +147,10 @@ private:
         const QHash<QString, qint64> sizes = logFileSizes();
         m_asking = true; // the timer goes on while the answer is waited for
         m_due = false;
-        const Listing listing = listActivities(m_caller);
+        const Listing listing = listWithRemote(m_caller, &m_remote);
         if (listing.valid) {
             settleTraces(m_caller); // those that were cut short, while somebody looks
             m_rows = listing.rows;
-            m_remote = remoteAsJson(m_caller);
         }
         m_asking = false;
         if (!listing.valid) {
@@ -173,24 +184,21 @@ private:
         }
         const bool first = m_place.isNull();
         m_place = place;
-        QJsonObject log {
-            {file.isEmpty() ? QStringLiteral("place") : QStringLiteral("file"), place}};
-        QJsonArray lines;
+        QJsonObject log {{file.isEmpty() ? QStringLiteral("place") : QStringLiteral("file"), place},
+                         {QStringLiteral("lines"), QJsonArray()}};
         qint64 position = sizes.contains(file) ? sizes.value(file) : QFileInfo(file).size();
         const std::unique_ptr<QFile> opened
             = file.isEmpty() ? nullptr : openLog(file, readableDirectories());
         if (opened) {
             // What comes after these lines is followed.
             position = first ? opened->size() : std::min(position, opened->size());
-            const int count = qBound(0, m_lines, mostLines);
-            lines = linesAsJson(newestLines(*opened, position, count, m_grep, mostScanned));
+            insertNewestLines(&log, *opened, position, m_lines, m_grep);
         } else if (!file.isEmpty() && QFileInfo::exists(file)) {
             log.insert(QStringLiteral("problem"),
                        QString(QStringLiteral("This log cannot be read by the page: ") + file));
         } else {
             position = 0;
         }
-        log.insert(QStringLiteral("lines"), lines);
         m_follower.follow(file, position);
         send("log", log);
     }
@@ -215,6 +223,7 @@ private:
     Caller m_caller;
     QString m_activity;
     QString m_grep;
+    Answer m_refused; ///< nothing: such a request has no stream
     int m_lines; ///< how many of the newest lines the place of the log comes with
     LogFollower m_follower;
     QDBusServiceWatcher m_owner;
@@ -229,12 +238,28 @@ private:
     bool m_present = false;
     bool m_due = true; ///< whether the table may be another one
     bool m_asking = false;
+    bool m_gone = false; ///< whether the reader is
 };
 
 } // namespace
 
+Answer streamRefusal(const WebRequest &request, int places)
+{
+    constexpr int unavailable = 503;
+    Answer refused;
+    static_cast<void>(linesOf(request, 0, &refused));
+    return refused.status != 0 || takeStreamPlace(places)
+        ? refused
+        : refusal(unavailable,
+                  QStringLiteral("Too many pages are open on this phone: no more than %1 get its "
+                                 "news")
+                      .arg(places));
+}
+
 int streamEvents(const WebRequest &request, const Caller &caller)
 {
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): there is no other form of fcntl(2)
+    static_cast<void>(fcntl(STDOUT_FILENO, F_SETFL, O_WRONLY | O_NONBLOCK));
     Stream stream(request, caller);
     QDBusConnection bus = caller.bus;
     bus.connect(loggerModuleService, loggerModulePath,

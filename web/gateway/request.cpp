@@ -46,6 +46,24 @@ qint64 bodyLength(const CgiVariables &variables)
     return isNumber && length >= 0 ? length : -1;
 }
 
+int linesOf(const WebRequest &request, int usual, Answer *refused)
+{
+    constexpr int badValue = 422;
+    const QString lines = QStringLiteral("lines");
+    *refused = Answer {0, {}};
+    if (!request.query.hasQueryItem(lines)) {
+        return usual;
+    }
+    bool isNumber = false;
+    const uint number = request.query.queryItemValue(lines).toUInt(&isNumber);
+    if (!isNumber || number > mostLines) {
+        *refused = refusal(
+            badValue, QStringLiteral("A number of lines is from 0 to %1").arg(mostLines), lines);
+        return usual;
+    }
+    return static_cast<int>(number);
+}
+
 WebRequest readRequest(const CgiVariables &variables, const QByteArray &body, Answer *refused)
 {
     enum Status {

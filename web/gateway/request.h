@@ -33,12 +33,17 @@ struct WebRequest
 using CgiVariables = QHash<QByteArray, QByteArray>;
 
 constexpr qint64 longestBody = 65536; ///< bytes
+constexpr int mostLines = 2000; ///< of a log in one answer
 
 /// Reads a request. @p body is what came on standard input, and may be one byte longer than is
 /// allowed.
 /// @p refused gets status 0, or the answer to a request that cannot be used: of another method,
 /// with a body that is too long or no JSON object, or from a page of another site.
 WebRequest readRequest(const CgiVariables &variables, const QByteArray &body, Answer *refused);
+
+/// How many lines the query of @p request asks for by "lines": 0 to @c mostLines, @p usual when it
+/// does not say. @p refused gets status 0, or the answer to what is no such number.
+int linesOf(const WebRequest &request, int usual, Answer *refused);
 
 /// How many bytes of a body the web server has for the program; -1 when its length is not said or
 /// no number.

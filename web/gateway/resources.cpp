@@ -4,7 +4,6 @@
 
 #include "client/answers.h"
 #include "client/archivefile.h"
-#include "client/changes.h"
 #include "client/health.h"
 #include "client/logfiles.h"
 #include "client/logfollower.h"
@@ -14,7 +13,7 @@
 #include "destination.h"
 
 #include <QDateTime>
-#include <QElapsedTimer>
+#include <QDeadlineTimer>
 #include <QFileInfo>
 #include <QScopeGuard>
 #include <QStorageInfo>
@@ -23,7 +22,6 @@
 #include <algorithm>
 #include <csignal>
 
-#include <pwd.h>
 #include <unistd.h>
 
 namespace {
@@ -80,10 +78,10 @@ Answer noActivity(const QString &name)
     return refusal(NotFound, QStringLiteral("There is no activity ") + name, activityKey);
 }
 
-QString ownUser()
+/// A change of all activities is looked at in the table; nothing would be seen there.
+Answer emptyTable()
 {
-    const passwd *const user = getpwuid(getuid());
-    return user != nullptr ? QString::fromLocal8Bit(user->pw_name) : QString::number(getuid());
+    return refusal(ServiceFailed, QStringLiteral("The phone's table of activities is empty"));
 }
 
 QJsonObject room(const QString &directory)
@@ -106,7 +104,7 @@ QJsonArray tracesAsJson()
                                       {QStringLiteral("former"), note->former},
                                       {QStringLiteral("user"), note->user},
                                       {QStringLiteral("until"), static_cast<double>(note->until)},
-                                      {QStringLiteral("own"), note->user == ownUser()}});
+                                      {QStringLiteral("own"), note->user == noteUser()}});
         }
     }
     return array;
@@ -175,6 +173,9 @@ Answer setLevels(const WebRequest &request, const Caller &caller)
     const Listing before = listActivities(caller);
     if (!before.valid) {
         return noTable(before);
+    }
+    if (before.rows.isEmpty()) {
+        return emptyTable();
     }
     QHash<QString, QString> levels;
     for (const ActivityRow &row : before.rows) {
@@ -260,6 +261,9 @@ Answer setDestination(const WebRequest &request, const Caller &caller)
     if (!before.valid) {
         return noTable(before);
     }
+    if (before.rows.isEmpty()) {
+        return emptyTable();
+    }
     if (activity != all && findActivity(before.rows, activity) == nullptr) {
         return noActivity(activity);
     }
@@ -273,14 +277,16 @@ Answer setDestination(const WebRequest &request, const Caller &caller)
         refused.append(row.activity);
     }
     Answer answer;
-    answer.body = {{ok, result.done()},
+    answer.body = {{ok, result.done() && after.valid},
                    {textKey, result.reply.answer.toString()},
-                   {QStringLiteral("activities"), fullRows(after.rows)},
                    {QStringLiteral("refused"), refused},
                    {QStringLiteral("lost"), differencesAsJson(result.lost)}};
+    if (after.valid) {
+        answer.body.insert(QStringLiteral("activities"), fullRows(after.rows));
+    }
     if (!result.answered) {
         answer.body.insert(problem, result.reply.answer.toString());
-    } else if (!result.looked) {
+    } else if (!result.looked || !after.valid) {
         answer.body.insert(problem,
                            QStringLiteral("The table cannot be read, so nobody knows "
                                           "whether the log goes there"));
@@ -330,19 +336,15 @@ Answer deleteLogs(const WebRequest &request, const Caller &caller)
     return answer;
 }
 
-int numberOf(const WebRequest &request, const char *name, int otherwise, int most)
-{
-    bool isNumber = false;
-    const int number = request.query.queryItemValue(QLatin1String(name)).toInt(&isNumber);
-    return isNumber ? qBound(0, number, most) : otherwise;
-}
-
 Answer readLog(const WebRequest &request, const Caller &caller)
 {
     constexpr int usual = 200;
-    constexpr int most = 2000;
-    constexpr qint64 mostScanned = 64 << 20; // bytes
     const QString activity = request.path.at(1);
+    Answer refused;
+    const int count = linesOf(request, usual, &refused);
+    if (refused.status != 0) {
+        return refused;
+    }
     const Listing listing = listActivities(caller);
     if (!listing.valid) {
         return noTable(listing);
@@ -361,12 +363,8 @@ Answer readLog(const WebRequest &request, const Caller &caller)
     answer.body.insert(QStringLiteral("file"), path);
     const std::unique_ptr<QFile> file = openLog(path, readableDirectories());
     if (file) {
-        answer.body.insert(
-            QStringLiteral("lines"),
-            linesAsJson(newestLines(
-                *file, file->size(), numberOf(request, "lines", usual, most),
-                request.query.queryItemValue(QStringLiteral("grep"), QUrl::FullyDecoded),
-                mostScanned)));
+        insertNewestLines(&answer.body, *file, file->size(), count,
+                          request.query.queryItemValue(QStringLiteral("grep"), QUrl::FullyDecoded));
     } else if (QFileInfo::exists(path)) {
         answer.body.insert(problem,
                            QString(QStringLiteral("This log cannot be read by the page: ") + path));
@@ -390,15 +388,17 @@ Answer defenceCount(const Caller &caller, int *count)
 Answer readDefence(const WebRequest &request, const Caller &caller)
 {
     constexpr int usual = 20;
-    constexpr int most = 2000;
+    Answer refused;
+    const int wanted = linesOf(request, usual, &refused);
+    if (refused.status != 0) {
+        return refused;
+    }
     int count = 0;
     const Answer failed = defenceCount(caller, &count);
     if (failed.status != 0) {
         return failed;
     }
-    const Request read {
-        Operation::Defence, {QStringLiteral("read")}, numberOf(request, "lines", usual, most)};
-    const Reply reply = caller.ask(read);
+    const Reply reply = caller.ask({Operation::Defence, {QStringLiteral("read")}, wanted});
     if (reply.error.isValid()) {
         return unanswered(reply);
     }
@@ -452,6 +452,9 @@ Answer makeArchive(const Caller &caller)
     if (archive.reply.error.isValid()) {
         return unanswered(archive.reply);
     }
+    if (caller.remaining() == 0 && !archive.done()) {
+        return refusal(NoAnswer, QStringLiteral("The archive was not packed and read in time"));
+    }
     const QString said = archive.reply.answer.toMap().value(QStringLiteral("msg")).toString();
     Answer answer;
     answer.body = {{ok, archive.done()}, {textKey, said}, {QStringLiteral("tries"), archive.tries}};
@@ -473,7 +476,6 @@ Answer makeArchive(const Caller &caller)
 Answer beginTrace(const QJsonObject &body, const Caller &caller)
 {
     constexpr int longest = 86400; // s
-    constexpr int startTimeout = 130000; // ms; the keeper's own call comes to an end before
     const QString activity = body.value(activityKey).toString();
     const QString level = body.value(QStringLiteral("level")).toString(QStringLiteral("debug"));
     const double seconds = body.value(QStringLiteral("seconds")).toDouble();
@@ -498,12 +500,7 @@ Answer beginTrace(const QJsonObject &body, const Caller &caller)
     // Whatever becomes of this request, the keeper goes on to its end.
     const auto letGo = qScopeGuard([&keeper] { keeper.abandon(); });
     keeper.begin(activity, level, static_cast<int>(seconds), true);
-    QElapsedTimer time;
-    time.start();
-    while (!time.hasExpired(startTimeout)) {
-        if (!keeper.canReadLine() && !keeper.waitForReadyRead(startTimeout)) {
-            break;
-        }
+    while (keeper.canReadLine() || keeper.waitForReadyRead(caller.remaining())) {
         const QByteArray line = keeper.readLine().trimmed();
         const QByteArray word = line.left(line.indexOf(' ') < 0 ? line.size() : line.indexOf(' '));
         const QString rest = QString::fromUtf8(line.mid(word.size() + 1));
@@ -543,7 +540,7 @@ Answer endTrace(const QString &activity, const Caller &caller)
     }
     QFile name(QStringLiteral("/proc/%1/comm").arg(note->keeper));
     const bool keeps = name.open(QIODevice::ReadOnly) && name.readAll() == "tracekeeper\n";
-    if (note->user != ownUser() || note->keeper <= 1 || !keeps
+    if (note->user != noteUser() || note->keeper <= 1 || !keeps
         || kill(static_cast<pid_t>(note->keeper), SIGTERM) != 0) {
         return refusal(
             Conflict,
@@ -551,9 +548,8 @@ Answer endTrace(const QString &activity, const Caller &caller)
                 .arg(note->user),
             activityKey);
     }
-    QElapsedTimer time;
-    time.start();
-    while (isTraced(activity) && !time.hasExpired(endTimeout)) {
+    const QDeadlineTimer deadline(std::min(endTimeout, caller.remaining()));
+    while (isTraced(activity) && !deadline.hasExpired()) {
         QThread::msleep(step);
     }
     const Listing listing = listActivities(caller);
@@ -580,13 +576,20 @@ Answer changeTrace(const WebRequest &request, const Caller &caller)
 
 } // namespace
 
-QJsonArray linesAsJson(const QByteArrayList &lines)
+void insertNewestLines(QJsonObject *object, QFile &file, qint64 size, int count,
+                       const QString &text)
 {
-    QJsonArray array;
-    for (const QByteArray &line : lines) {
-        array.append(textOf(line));
+    constexpr qint64 mostSearched = 64 << 20; // bytes
+    bool stopped = false;
+    QJsonArray lines;
+    const QByteArrayList found = newestLines(file, size, count, text, mostSearched, &stopped);
+    for (const QByteArray &line : found) {
+        lines.append(textOf(line));
     }
-    return array;
+    object->insert(QStringLiteral("lines"), lines);
+    if (stopped) {
+        object->insert(QStringLiteral("searched"), static_cast<double>(mostSearched));
+    }
 }
 
 QString fileOf(const ActivityRow &row)
@@ -609,15 +612,21 @@ QStringList readableDirectories()
     return directories.isEmpty() ? QStringList {ramLogDirectory} : directories;
 }
 
-QJsonValue remoteAsJson(const Caller &caller)
+Listing listWithRemote(const Caller &caller, QJsonValue *remote)
 {
     constexpr int shortTimeout = 2000; // ms; the table does not wait for another module
+    const Request settings {Operation::ShowRemote, {}, 0};
     Caller brief = caller;
     brief.timeout = std::min(caller.timeout, shortTimeout);
-    const Reply settings = brief.ask({Operation::ShowRemote, {}, 0});
-    return settings.error.isValid()
-        ? QJsonValue()
-        : QJsonValue(QJsonObject::fromVariantMap(settings.answer.toMap()));
+    const QList<QDBusPendingCall> sent = brief.send(settings);
+    const Listing listing = listActivities(caller);
+    if (listing.valid) {
+        const Reply reply = brief.waitFor(settings, sent);
+        *remote = reply.error.isValid()
+            ? QJsonValue()
+            : QJsonValue(QJsonObject::fromVariantMap(reply.answer.toMap()));
+    }
+    return listing;
 }
 
 QJsonObject activitiesAsJson(const QList<ActivityRow> &rows, const QJsonValue &remote)
@@ -632,9 +641,9 @@ QJsonObject activitiesAsJson(const QList<ActivityRow> &rows, const QJsonValue &r
 
 Answer activities(const Caller &caller)
 {
-    const Listing listing = listActivities(caller);
-    return listing.valid ? Answer {200, activitiesAsJson(listing.rows, remoteAsJson(caller))}
-                         : noTable(listing);
+    QJsonValue remote;
+    const Listing listing = listWithRemote(caller, &remote);
+    return listing.valid ? Answer {200, activitiesAsJson(listing.rows, remote)} : noTable(listing);
 }
 
 Answer answerTo(const WebRequest &request, const Caller &caller)

@@ -13,6 +13,14 @@ export class Problem extends Error {
   }
 }
 
+/// What the phone says of an answer that is a failure.
+function problemOf(status, answer) {
+  const unspoken = status === 401 ? 'The phone asks for name and password again. Load the page anew.'
+    : `The phone’s web server answered with ${status}.`;
+  return new Problem(typeof answer?.error === 'string' ? answer.error : unspoken,
+    { status, field: typeof answer?.field === 'string' ? answer.field : '' });
+}
+
 async function request(path, options) {
   let response;
   let text;
@@ -35,11 +43,7 @@ async function request(path, options) {
   if (response.ok && answer !== null && typeof answer === 'object') {
     return answer;
   }
-  const { status } = response;
-  const unspoken = status === 401 ? 'The phone asks for name and password again. Load the page anew.'
-    : `The phone’s web server answered with ${status}.`;
-  throw new Problem(typeof answer?.error === 'string' ? answer.error : unspoken,
-    { status, field: typeof answer?.field === 'string' ? answer.field : '' });
+  throw problemOf(response.status, answer);
 }
 
 export const get = (path) => request(path, {});
@@ -48,6 +52,20 @@ export const post = (path, body) => request(path, {
   method: 'POST', body: JSON.stringify(body),
   headers: { 'Content-Type': 'application/json', 'X-Logging-Page': '1' },
 });
+
+/// Why the stream is refused; an empty text when nobody says. The browser tells no more of it than
+/// that it is closed.
+async function refusalOf(url) {
+  const stop = new AbortController();
+  try {
+    const response = await fetch(url, { cache: 'no-store', signal: stop.signal });
+    return response.ok ? '' : problemOf(response.status, await response.json()).message;
+  } catch {
+    return '';
+  } finally {
+    stop.abort();
+  }
+}
 
 /// The stream of events. One for the whole page: what it follows besides is set by follow(). It
 /// connects again by itself, at once when the network is back.
@@ -91,7 +109,7 @@ export class Events extends EventTarget {
       this.#heard = Date.now();
       this.#tell('connected', {});
     });
-    source.addEventListener('error', () => this.#source === source && this.#lose());
+    source.addEventListener('error', () => this.#source === source && this.#fail());
     source.addEventListener('beat', () => {
       this.#beats = true;
       this.#heard = Date.now();
@@ -114,13 +132,23 @@ export class Events extends EventTarget {
     this.dispatchEvent(new CustomEvent(name, { detail }));
   }
 
+  async #fail() {
+    const source = this.#source;
+    const closed = source.readyState === EventSource.CLOSED;
+    this.#lose();
+    const reason = closed ? await refusalOf(source.url) : '';
+    if (this.#source === source) {
+      this.#tell('lost', { reason });
+    }
+  }
+
   #lose() {
     this.#source?.close();
     clearTimeout(this.#timer);
     const wait = Math.min(10000, 500 * 2 ** this.#tries);
     this.#tries += 1;
     this.#timer = setTimeout(() => this.connect(), wait);
-    this.#tell('lost', { again: Date.now() + wait });
+    this.#tell('lost', {});
   }
 
   // A cable that was pulled ends no connection; the beats that stay out tell.

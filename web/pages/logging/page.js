@@ -61,6 +61,7 @@ let changing = 0;
 let connection = 'starting'; // then "live" or "lost"
 let present = true;
 let since = null;
+let reason = ''; // why there is no connection, where the phone says it
 
 function drawButtons() {
   const usable = connection === 'live' && present;
@@ -80,13 +81,15 @@ function drawState() {
   const trouble = state === 'lost' || state === 'absent';
   since = trouble ? since ?? new Date() : null;
   const time = since?.toLocaleTimeString([], { timeStyle: 'short' });
+  const told = byId('absent').textContent;
   byId('absent').hidden = !trouble;
   setText(byId('absent'), state === 'lost'
-    ? `No connection to the phone since ${time}. What is shown was true then. The page goes on by itself when the phone answers again.`
+    ? reason ? `${reason.replace(/\.$/, '')}. What is shown was true at ${time}. The page tries again by itself.`
+      : `No connection to the phone since ${time}. What is shown was true then. The page goes on by itself when the phone answers again.`
     : state === 'absent'
       ? `The logging service is not running on the phone (noticed at ${time}). Nothing can be changed now. The page goes on by itself when it is back.`
       : '');
-  if (trouble && before !== state) {
+  if (trouble && (before !== state || byId('absent').textContent !== told)) {
     byId('alarm').textContent = byId('absent').textContent;
   } else if (state === 'live' && (before === 'lost' || before === 'absent')) {
     speak('The page is live again.');
@@ -127,10 +130,12 @@ function drawRemote(remote) {
 function listen() {
   events.addEventListener('connected', () => {
     connection = 'live';
+    reason = '';
     drawState();
   });
-  events.addEventListener('lost', () => {
+  events.addEventListener('lost', ({ detail }) => {
     connection = 'lost';
+    reason = detail.reason ?? reason;
     drawState();
   });
   events.addEventListener('service', ({ detail }) => {

@@ -1,7 +1,7 @@
 // The reader of a log: newest lines, followed live, with a filter, pause and copy.
 // SPDX-License-Identifier: MIT
 import { get } from './api.js';
-import { byId, counted, make, say, setText, speak } from './dom.js';
+import { byId, counted, make, say, setText, sizeText, speak } from './dom.js';
 
 const most = 2000; // lines that are kept
 const dialog = byId('reader');
@@ -75,8 +75,9 @@ function replace(lines, nothing) {
   log.scrollTop = log.scrollHeight;
 }
 
-function showPlace({ file, place }) {
-  setText(byId('reader-place'), file ?? place ?? '');
+function showPlace({ file, place, searched }) {
+  const part = searched ? `; only its newest ${sizeText(searched)} were searched` : '';
+  setText(byId('reader-place'), (file ?? place ?? '') + part);
 }
 
 function showNewest(answer, lines) {
