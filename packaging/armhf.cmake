@@ -1,27 +1,11 @@
 # Toolchain for a 32-bit ARM phone with Debian's cross compiler, an example to start from:
 #   apt-get install g++-arm-linux-gnueabihf
-#   cmake --preset release -DCMAKE_TOOLCHAIN_FILE=packaging/armhf.cmake -DSYSROOT=DIRECTORY ...
-# SYSROOT is the device's root directory with the development files of its Qt and its platform.
-set(CMAKE_SYSTEM_NAME Linux)
+#   cmake --preset package -DCMAKE_TOOLCHAIN_FILE=packaging/armhf.cmake -DSYSROOT=DIRECTORY
 set(CMAKE_SYSTEM_PROCESSOR arm)
 set(triplet arm-linux-gnueabihf)
-set(CMAKE_C_COMPILER ${triplet}-gcc)
-set(CMAKE_CXX_COMPILER ${triplet}-g++)
-set(CMAKE_LIBRARY_ARCHITECTURE ${triplet})
-
-# Also for the small projects with which CMake tries the compiler.
-list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES SYSROOT)
-if(SYSROOT)
-    set(CMAKE_SYSROOT ${SYSROOT})
-    set(CMAKE_FIND_ROOT_PATH ${SYSROOT})
-endif()
-# Programs are the build machine's, everything else is the device's.
-set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
-set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
-set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
-set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE BOTH)
-
-set(CMAKE_PROJECT_INCLUDE ${CMAKE_CURRENT_LIST_DIR}/host-qt-tools.cmake)
+include(${CMAKE_CURRENT_LIST_DIR}/cross.cmake)
+# Nothing is linked with what a GCC before 7.1 has compiled.
+set(CMAKE_CXX_FLAGS_INIT -Wno-psabi)
 
 # For cpack -G DEB.
 set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE armhf CACHE STRING "Debian's name of the device")

@@ -215,6 +215,7 @@ void tst_ConsoleStatus::serviceThatWasReplaced()
 
 void tst_ConsoleStatus::serviceAbsent()
 {
+    Phone::stopBootedService();
     // What can be seen without it is said.
     const Outcome outcome = console("status");
     QCOMPARE(outcome.status, 1);

@@ -10,6 +10,9 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <array>
+
+#include <fcntl.h>
 #include <sys/stat.h>
 
 namespace {
@@ -51,6 +54,7 @@ private slots:
     void oneThatFailsKeepsNoOtherFromBeingReplaced();
     void sameFileTwiceHoldsTheLaterContent();
     void modeIsChangedToItself();
+    void fileOfTheYear2040();
 
 private:
     QScopedPointer<QTemporaryDir> m_directory;
@@ -323,6 +327,19 @@ void TestDurableFile::modeIsChangedToItself()
     QCOMPARE(error, QStringLiteral("before"));
     QVERIFY(!mayChangeMode(m_directory->filePath(QStringLiteral("absent")), &error));
     QCOMPARE(error, QStringLiteral("No such file or directory"));
+}
+
+void TestDurableFile::fileOfTheYear2040()
+{
+    // 32 bits count the seconds up to 2038 only.
+    for (const QString &path : {m_source, m_target}) {
+        writeFile(path, "text");
+        constexpr std::array<timespec, 2> times {{{2208988800, 0}, {2208988800, 0}}};
+        QCOMPARE(utimensat(AT_FDCWD, QFile::encodeName(path).constData(), times.data(), 0), 0);
+    }
+    QString error;
+    QVERIFY2(mayChangeMode(m_target, &error), qPrintable(error));
+    QVERIFY2(replaceByCopy(m_source, m_target, &error) == Replacement::Done, qPrintable(error));
 }
 
 QTEST_GUILESS_MAIN(TestDurableFile)

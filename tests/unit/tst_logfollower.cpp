@@ -27,6 +27,7 @@ private Q_SLOTS:
     void wanted();
     void linesAsTheyAreFinished();
     void fromAPosition();
+    void fourGigabytes();
     void fileThatComesLater();
     void rotation();
     void deletion();
@@ -177,6 +178,25 @@ void tst_LogFollower::fromAPosition()
     LogFollower shorter; // another file than the one whose size was taken
     shorter.follow(path(), 100);
     QCOMPARE(shorter.poll(), (QByteArrayList {"old", "new"}));
+}
+
+void tst_LogFollower::fourGigabytes()
+{
+    // More than 32 bits count. Nearly all of it is a hole, which takes no room.
+    constexpr qint64 size = (qint64(1) << 32) + 1;
+    {
+        QFile file(path());
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        QVERIFY(file.resize(size));
+    }
+    append("\nthe last line\n");
+    const std::unique_ptr<QFile> log = openLog(path(), {});
+    QVERIFY(log != nullptr);
+    QCOMPARE(newestLines(*log, log->size(), 1, QString()), QByteArrayList {"the last line"});
+    LogFollower follower;
+    follower.follow(path(), log->size());
+    append("and one more\n");
+    QCOMPARE(follower.poll(), QByteArrayList {"and one more"});
 }
 
 void tst_LogFollower::fileThatComesLater()
