@@ -28,7 +28,8 @@ constexpr int retryAfter = 1000; // ms
 void report(const QByteArray &word, const QString &text = QString())
 {
     const QByteArray line = word + ' ' + text.toUtf8().replace('\n', ' ') + '\n';
-    static_cast<void>(write(STDOUT_FILENO, line.constData(), static_cast<size_t>(line.size())));
+    [[maybe_unused]] const ssize_t written
+        = write(STDOUT_FILENO, line.constData(), static_cast<size_t>(line.size()));
 }
 
 int stopSignals()

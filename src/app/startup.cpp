@@ -3,6 +3,7 @@
 #include "configurationorder.h"
 #include "diagnostics.h"
 #include "loggermodule.h"
+#include "neededprograms.h"
 
 #include <QVX/qvxapplication.h>
 
@@ -28,10 +29,26 @@ bool createLogDirectory(const QString &path)
     return chmod(QFile::encodeName(path).constData(), logDirectoryMode) == 0;
 }
 
+/// Without one of them an operation is answered as ever and has no effect, and nobody would know
+/// why.
+void reportMissingPrograms()
+{
+    const QStringList missing = missingPrograms(
+        {QStringLiteral("/bin/sh"), QVXLogger::syslogExecutablePath + QStringLiteral("syslog-ng"),
+         QStringLiteral("/etc/init.d/autoConfigSyslog"), QStringLiteral("kill"),
+         QStringLiteral("tar"), QStringLiteral("gzip"), QStringLiteral("ln")},
+        programSearchPath());
+    if (!missing.isEmpty()) {
+        logError(QStringLiteral("[Method : initialize()] -- Programs missing : ")
+                 + missing.join(QStringLiteral(", ")));
+    }
+}
+
 } // namespace
 
 bool LoggerModule::initialize()
 {
+    reportMissingPrograms();
     initLogServerStruct();
     createLogDirectories();
     removeUnfinishedFiles();

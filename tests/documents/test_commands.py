@@ -29,8 +29,10 @@ NOT_RUN = {
     r"loggerctl (level|log) Video": "an activity that this phone has not: tst_firmwareupdate",
     r"grep -c 'SettingsManager ": "needs a phone without settings: test_without_settings",
 }
-# How the package is built and put into an image: box.package.
-CHAPTERS_OF_OTHER_TESTS = {"docs/INTEGRATION.md": {"Build", "Put into the image"}}
+# How the package is built (box.package), put into an image and looked at after the first boot
+# (box.systemd and box.sysvinit, on a device of its own).
+CHAPTERS_OF_OTHER_TESTS = {
+    "docs/INTEGRATION.md": {"Build", "Put into the image", "After the first boot"}}
 # In manual pages: what a file holds.
 CONTENTS = re.compile(
     r"(# (BEGIN|END) |(destination|filter|log) .*\{|\d+$|file\(|facility signature)")

@@ -100,6 +100,8 @@ private Q_SLOTS:
     void leftoversOfAKilledProcessAreRemoved();
     void stepsRunInOrder();
     void linesAreGuardedByTheLevel();
+    void missingProgramsAreNamed_data();
+    void missingProgramsAreNamed();
 
     // From here on the phone has neither settings service nor syslog daemon.
     void serviceComesUpAndAnswers_data();
@@ -330,6 +332,38 @@ void tst_Startup::linesAreGuardedByTheLevel()
         QCOMPARE(lines.contains(noFlash), level > 2);
         QVERIFY(!QFile::exists(marker));
     }
+}
+
+void tst_Startup::missingProgramsAreNamed_data()
+{
+    QTest::addColumn<QStringList>("searched"); // what there is in PATH
+    QTest::addColumn<bool>("hasSetUpScript");
+    QTest::addColumn<QStringList>("expected");
+    const QString start = "3 [Method : initialize()] -- Programs missing : "_s;
+    QTest::newRow("all there") << QStringList {"kill"_s, "tar"_s, "gzip"_s, "ln"_s} << true
+                               << QStringList();
+    QTest::newRow("no kill") << QStringList {"tar"_s, "gzip"_s, "ln"_s} << true
+                             << QStringList(start + "kill"_s);
+    QTest::newRow("several") << QStringList(
+        "ln"_s) << false << QStringList(start + "/etc/init.d/autoConfigSyslog, kill, tar, gzip"_s);
+}
+
+void tst_Startup::missingProgramsAreNamed()
+{
+    QFETCH(QStringList, searched);
+    QFETCH(bool, hasSetUpScript);
+    QFETCH(QStringList, expected);
+    const QTemporaryDir directory;
+    for (const QString &program : searched) {
+        QVERIFY(QFile::link("/usr/bin/"_s + program, directory.filePath(program)));
+    }
+    const std::unique_ptr<Aside> script
+        = hasSetUpScript ? nullptr : std::make_unique<Aside>("/etc/init.d/autoConfigSyslog"_s);
+    const Faults::SearchPath path(directory.path());
+    // At its own level of errors the service writes nothing else here.
+    LogCapture::setLevel(3);
+    QCOMPARE(m_module.initialize(), true);
+    QCOMPARE(Faults::logged(*m_log).filter("Programs"_s), expected);
 }
 
 void tst_Startup::serviceComesUpAndAnswers_data()

@@ -89,7 +89,7 @@ pid_t startTraced(const QStringList &command)
     }
     const bool traced = process > 0 && ptrace(PTRACE_SEIZE, process, nullptr, options) == 0;
     if (traced) {
-        static_cast<void>(write(go[1], "", 1));
+        [[maybe_unused]] const ssize_t written = write(go[1], "", 1);
     }
     close(go[0]);
     close(go[1]);

@@ -51,7 +51,8 @@ void giveUp(int /*signal*/)
         = "Status: 504\r\nContent-Type: application/json\r\nCache-Control: no-store\r\n\r\n"
           "{\"error\":\"The phone could not answer in time\"}";
     if (answered == 0) {
-        static_cast<void>(::write(STDOUT_FILENO, answer.data(), answer.size()));
+        [[maybe_unused]] const ssize_t written
+            = ::write(STDOUT_FILENO, answer.data(), answer.size());
     }
     _exit(answered == 0 ? EXIT_SUCCESS : EXIT_FAILURE);
 }
