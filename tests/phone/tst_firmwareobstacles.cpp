@@ -92,6 +92,7 @@ private Q_SLOTS:
     void editBetweenReadingAndReplacing();
     void serviceWaitsForTheScript();
     void lockThatIsNotGivenUp();
+    void flockWithoutATimeOut();
     void runByTheServiceItself();
     void serviceThatEditsAllTheTime();
 
@@ -261,6 +262,36 @@ void tst_FirmwareObstacles::lockThatIsNotGivenUp()
     QVERIFY(!Phone::read(Phone::liveConfig).contains("Video"));
     QVERIFY(Phone::read(Phone::liveConfig).contains("f_qvxsipua { level(debug.."));
     QCOMPARE(tree().filter("autoConfigSyslog"_s), QStringList());
+}
+
+// As in a phone of small tools.
+void tst_FirmwareObstacles::flockWithoutATimeOut()
+{
+    const QString program = "/usr/bin/flock"_s;
+    QVERIFY(QFile::copy(program, "/tmp/flock"_s));
+    const Faults::Aside aside(program);
+    Phone::write(program,
+                 "#!/bin/sh\n"
+                 "[ \"$1\" != -w ] || { echo 'invalid option: w' >&2; exit 1; }\n"
+                 "exec /tmp/flock \"$@\"\n");
+    Faults::setMode(program, 0755);
+    const Firmware firmware(Video::row);
+    QProcess script;
+    {
+        const HeldLock lock;
+        const Outcome refused = runScript();
+        QCOMPARE(refused.errors,
+                 QByteArray("autoConfigSyslog: somebody is changing the configuration, nothing was "
+                            "done\n"));
+        QCOMPARE(refused.status, 1);
+        script.start(Phone::setUpScript, {"start"_s});
+        QVERIFY(script.waitForStarted());
+        QTRY_VERIFY(waitsForLock(script.processId()));
+    }
+    QVERIFY(script.waitForFinished(60000));
+    QCOMPARE(script.readAllStandardError(), QByteArray());
+    QCOMPARE(script.exitCode(), 0);
+    QCOMPARE(Phone::read(Phone::liveConfig), m_generated + Video::block());
 }
 
 void tst_FirmwareObstacles::runByTheServiceItself()
