@@ -7,6 +7,7 @@
 
 #include <QDBusPendingCall>
 #include <QElapsedTimer>
+#include <QScopeGuard>
 
 #include <memory>
 
@@ -92,6 +93,7 @@ private Q_SLOTS:
     void editBetweenReadingAndReplacing();
     void serviceWaitsForTheScript();
     void lockThatIsNotGivenUp();
+    void lockThatOthersCanOpen();
     void flockWithoutATimeOut();
     void runByTheServiceItself();
     void serviceThatEditsAllTheTime();
@@ -262,6 +264,21 @@ void tst_FirmwareObstacles::lockThatIsNotGivenUp()
     QVERIFY(!Phone::read(Phone::liveConfig).contains("Video"));
     QVERIFY(Phone::read(Phone::liveConfig).contains("f_qvxsipua { level(debug.."));
     QCOMPARE(tree().filter("autoConfigSyslog"_s), QStringList());
+}
+
+// Whoever can open it could keep it, and make every call wait.
+void tst_FirmwareObstacles::lockThatOthersCanOpen()
+{
+    const HeldLock lock;
+    const auto giveBack = qScopeGuard([] { Faults::setMode(lockPath, 0600); });
+    for (const mode_t mode : {0644U, 0660U}) {
+        Faults::setMode(lockPath, mode);
+        QElapsedTimer clock;
+        clock.start();
+        QCOMPARE(Phone::text("level"_s, {"qvxsipua"_s, "debug"_s}),
+                 "Level debug for facility : qvxsipua OK"_s);
+        QVERIFY2(clock.elapsed() < 5000, QByteArray::number(clock.elapsed()).constData());
+    }
 }
 
 // As in a phone of small tools.
