@@ -7,6 +7,7 @@
 
 #include <QDBusPendingCall>
 #include <QElapsedTimer>
+#include <QScopeGuard>
 
 #include <memory>
 
@@ -92,6 +93,8 @@ private Q_SLOTS:
     void editBetweenReadingAndReplacing();
     void serviceWaitsForTheScript();
     void lockThatIsNotGivenUp();
+    void lockThatOthersCanOpen();
+    void flockWithoutATimeOut();
     void runByTheServiceItself();
     void serviceThatEditsAllTheTime();
 
@@ -110,6 +113,12 @@ void tst_FirmwareObstacles::killedAtAnyMoment()
     const QuickCheck check;
     Phone::write(Phone::liveConfig, customised());
     const States old = statesNow();
+    States between; // with what is new, before what is gone goes
+    {
+        const Firmware more(Video::row);
+        QCOMPARE(runScript().status, 0);
+        between = statesNow();
+    }
     const Firmware firmware(Video::row, {"Platform"});
     QCOMPARE(runScript().status, 0);
     const States good = statesNow();
@@ -132,9 +141,13 @@ void tst_FirmwareObstacles::killedAtAnyMoment()
         const States now = statesNow();
         for (auto state = now.cbegin(); state != now.cend(); ++state) {
             QVERIFY2(state.value() == old.value(state.key())
+                         || state.value() == between.value(state.key())
                          || state.value() == good.value(state.key()),
                      qPrintable(state.key() + QLatin1Char('\n') + QString::fromUtf8(*state)));
         }
+        // So the firmware before knows what to take out again.
+        QVERIFY(!now.value(Phone::liveConfig).contains("Video")
+                || now.value(Phone::backup).contains("Video"));
         mixed = mixed || (now != old && now != good);
         if (run.cut) {
             QCOMPARE(runScript().status, 0);
@@ -261,6 +274,51 @@ void tst_FirmwareObstacles::lockThatIsNotGivenUp()
     QVERIFY(!Phone::read(Phone::liveConfig).contains("Video"));
     QVERIFY(Phone::read(Phone::liveConfig).contains("f_qvxsipua { level(debug.."));
     QCOMPARE(tree().filter("autoConfigSyslog"_s), QStringList());
+}
+
+// Whoever can open it could keep it, and make every call wait.
+void tst_FirmwareObstacles::lockThatOthersCanOpen()
+{
+    const HeldLock lock;
+    const auto giveBack = qScopeGuard([] { Faults::setMode(lockPath, 0600); });
+    for (const mode_t mode : {0644U, 0660U}) {
+        Faults::setMode(lockPath, mode);
+        QElapsedTimer clock;
+        clock.start();
+        QCOMPARE(Phone::text("level"_s, {"qvxsipua"_s, "debug"_s}),
+                 "Level debug for facility : qvxsipua OK"_s);
+        QVERIFY2(clock.elapsed() < 5000, QByteArray::number(clock.elapsed()).constData());
+    }
+}
+
+// As in a phone of small tools.
+void tst_FirmwareObstacles::flockWithoutATimeOut()
+{
+    const QString program = "/usr/bin/flock"_s;
+    QVERIFY(QFile::copy(program, "/tmp/flock"_s));
+    const Faults::Aside aside(program);
+    Phone::write(program,
+                 "#!/bin/sh\n"
+                 "[ \"$1\" != -w ] || { echo 'invalid option: w' >&2; exit 1; }\n"
+                 "exec /tmp/flock \"$@\"\n");
+    Faults::setMode(program, 0755);
+    const Firmware firmware(Video::row);
+    QProcess script;
+    {
+        const HeldLock lock;
+        const Outcome refused = runScript();
+        QCOMPARE(refused.errors,
+                 QByteArray("autoConfigSyslog: somebody is changing the configuration, nothing was "
+                            "done\n"));
+        QCOMPARE(refused.status, 1);
+        script.start(Phone::setUpScript, {"start"_s});
+        QVERIFY(script.waitForStarted());
+        QTRY_VERIFY(waitsForLock(script.processId()));
+    }
+    QVERIFY(script.waitForFinished(60000));
+    QCOMPARE(script.readAllStandardError(), QByteArray());
+    QCOMPARE(script.exitCode(), 0);
+    QCOMPARE(Phone::read(Phone::liveConfig), m_generated + Video::block());
 }
 
 void tst_FirmwareObstacles::runByTheServiceItself()

@@ -36,6 +36,10 @@ private Q_SLOTS:
     void brokenBackup();
     void refusedByTheCheck();
     void refusedInTheBackupOnly();
+    void rowThatIsNone_data();
+    void rowThatIsNone();
+    void refusedWhereThereIsNoBackup();
+    void nothingIsLostWithoutACheck();
     void nextRunHasNothingToDo();
 
 private:
@@ -215,6 +219,75 @@ void tst_FirmwareUpdate::refusedInTheBackupOnly()
     QCOMPARE(Phone::read(Phone::liveConfig), m_generated + Video::block());
     QCOMPARE(Phone::read(Phone::backup), backup);
     QCOMPARE(Phone::read(Video::facilityFile), Video::facility());
+}
+
+void tst_FirmwareUpdate::rowThatIsNone_data()
+{
+    QTest::addColumn<QByteArray>("row");
+    QTest::addColumn<QByteArray>("name");
+    QTest::newRow("comment") << QByteArray("# Pictures since 2.0\n") << QByteArray("#");
+    QTest::newRow("comment behind a row")
+        << QByteArray("Fax local7 23 /var/log/Fax.log # new\n") << QByteArray("Fax");
+    QTest::newRow("no number") << QByteArray("Fax local7 /var/log/Fax.log\n") << QByteArray("Fax");
+    QTest::newRow("no file") << QByteArray("Fax local7 23\n") << QByteArray("Fax");
+    QTest::newRow("carriage return")
+        << QByteArray("Fax local7 23 /var/log/Fax.log\r\n") << QByteArray("Fax");
+    QTest::newRow("pattern") << QByteArray("Fax++ local7 23 /var/log/Fax.log\n")
+                             << QByteArray("Fax++");
+    QTest::newRow("name too long for a file") << QByteArray(251, 'x')
+            + " local7 23 /var/log/x.log\n" << QByteArray(251, 'x');
+    QTest::newRow("second row of an activity")
+        << QByteArray("Video local6 22 /var/log/Fax.log\n") << QByteArray("Video");
+    // It has a block, and keeps it.
+    QTest::newRow("misspelt row of an activity that was there")
+        << QByteArray("Platform local1 17\n") << QByteArray("Platform");
+}
+
+void tst_FirmwareUpdate::rowThatIsNone()
+{
+    QFETCH(QByteArray, row);
+    QFETCH(QByteArray, name);
+    Phone::write(Phone::liveConfig, customised());
+    const QByteArray complaint
+        = "autoConfigSyslog: the table has no good row, or two of them, for: " + name + '\n';
+    const Firmware firmware(Video::row + row,
+                            name == "Platform" ? QByteArrayList {name} : QByteArrayList {});
+    const Outcome outcome = runScript();
+    QCOMPARE(outcome.errors, complaint);
+    QCOMPARE(outcome.status, 1);
+    QCOMPARE(Phone::read(Phone::liveConfig), customised() + Video::block());
+    QCOMPARE(Phone::read(Phone::backup), m_generated + Video::block());
+    QStringList paths = goodTree() << Video::facilityFile;
+    paths.sort();
+    QCOMPARE(tree(), paths);
+
+    const Outcome print = runProgram({Phone::setUpScript, "print"_s});
+    QCOMPARE(print.errors, complaint);
+    QCOMPARE(print.status, 1);
+    QCOMPARE(print.output.count("# BEGIN Video\n"), 1);
+}
+
+void tst_FirmwareUpdate::refusedWhereThereIsNoBackup()
+{
+    // A broken backup would be what comes back when the live file is lost.
+    QVERIFY(QFile::remove(Phone::backup));
+    const QByteArray before = identity(Phone::liveConfig);
+    const Firmware firmware("Video local9 23 /var/log/Video.log\n");
+    QCOMPARE(runScript().status, 1);
+    QCOMPARE(identity(Phone::liveConfig), before);
+    QVERIFY(!QFile::exists(Phone::backup));
+}
+
+// An update that breaks the syslog daemon must not cost the customisations, too.
+void tst_FirmwareUpdate::nothingIsLostWithoutACheck()
+{
+    Phone::write(Phone::liveConfig, customised());
+    const States before = identities();
+    const Faults::Aside daemon("/usr/sbin/syslog-ng"_s);
+    const Firmware firmware(Video::row);
+    QCOMPARE(runScript().status, 1);
+    const States after = identities();
+    QCOMPARE(after, before);
 }
 
 void tst_FirmwareUpdate::nextRunHasNothingToDo()
