@@ -26,11 +26,12 @@ QByteArray block(const QByteArray &name)
         + "); };\n# END " + name + "\n\n";
 }
 
+const QString live = Measure::configurationDirectory + QStringLiteral("sip/logappli.conf");
+const QString facilities = Measure::configurationDirectory + QStringLiteral("sip/facility/");
+
 /// Makes a configuration of that many activities with their facility files.
 void makeActivities(int count)
 {
-    const QString live = Measure::configurationDirectory + QStringLiteral("sip/logappli.conf");
-    const QString facilities = Measure::configurationDirectory + QStringLiteral("sip/facility/");
     QDir(facilities).removeRecursively();
     QDir().mkpath(facilities);
     QByteArray text("@version: 3.38\n");
@@ -106,5 +107,9 @@ int main(int argc, char *argv[])
     QFile::rename(QStringLiteral("/var/run/syslog-ng.pid.aside"),
                   QStringLiteral("/var/run/syslog-ng.pid"));
     QFile::remove(platformConfig);
-    return 0;
+    // A fresh phone's, for what is measured next.
+    QDir(facilities).removeRecursively();
+    QFile::remove(live);
+    return QProcess::execute(QStringLiteral("/etc/init.d/autoConfigSyslog"),
+                             {QStringLiteral("start")});
 }

@@ -113,6 +113,7 @@ int main(int argc, char *argv[])
 {
     const QCoreApplication application(argc, argv);
     const int runs = Measure::begin(argc, argv, 60);
+    const Measure::Service service(Measure::installedService);
     const QTemporaryDir directory;
     const QString configuration = directory.filePath(QStringLiteral("lighttpd.conf"));
     QByteArray text = Measure::readFile(QStringLiteral("/usr/share/loggermodule/web/logging.conf"));
